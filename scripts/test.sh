@@ -1,0 +1,21 @@
+#!/bin/sh
+# Installs what is missing, builds everything and runs the whole test suite.
+#   test.sh             Release build in build/
+#   test.sh --sanitize  AddressSanitizer + UndefinedBehaviorSanitizer build in
+#                       build-asan/ (any report fails the run)
+set -eu
+cd "$(dirname "$0")/.."
+./scripts/install-deps.sh
+
+dir=build
+opts="-DCMAKE_BUILD_TYPE=Release"
+if [ "${1:-}" = "--sanitize" ]; then
+    dir=build-asan
+    opts="-DCMAKE_BUILD_TYPE=RelWithDebInfo -DTIRN_SANITIZE=address,undefined -DTIRN_BUILD_BENCH=OFF"
+    export ASAN_OPTIONS="detect_leaks=1:abort_on_error=0:halt_on_error=1"
+    export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
+fi
+# shellcheck disable=SC2086
+./scripts/configure.sh "$dir" $opts
+cmake --build "$dir" -j2
+ctest --test-dir "$dir" -j2 --output-on-failure

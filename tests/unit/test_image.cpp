@@ -1,0 +1,409 @@
+// CImage: sharing, channel list, bulk data, description, depth conversion.
+#include <cmath>
+#include <cstring>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "PixelTypes.h"
+#include "image/CImage.h"
+
+namespace {
+
+template <class T> CImage<T> numbered(int w, int h, int c)
+{
+    CImage<T> image(w, h, c);
+    for (int ch = 0; ch < c; ++ch)
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                image.setPixel(x, y, ch, T(100 * ch + 10 * y + x));
+    return image;
+}
+
+} // namespace
+
+template <class T> class ImageTest : public ::testing::Test
+{
+};
+TYPED_TEST_SUITE(ImageTest, PixelTypes);
+
+TYPED_TEST(ImageTest, ConstructionDefaults)
+{
+    CImage<TypeParam> image(4, 3, 2);
+    EXPECT_EQ(image.width(), 4);
+    EXPECT_EQ(image.height(), 3);
+    EXPECT_EQ(image.channels(), 2);
+    EXPECT_EQ(image.pixels(), 24);
+    EXPECT_EQ(image.pixelsPerChannel(), 12);
+    EXPECT_STREQ(image.getName(), "No name");
+    EXPECT_STREQ(image.getChannelInfo(1), "No info");
+    EXPECT_FALSE(image.isAttached());
+    EXPECT_THROW(CImage<TypeParam>(70000, 70000, 1), std::bad_alloc);
+    EXPECT_THROW(CImage<TypeParam>(50000, 50000, 1), std::bad_alloc);
+    EXPECT_THROW(CImage<TypeParam>(2, 2, -1), std::bad_alloc);
+}
+
+TYPED_TEST(ImageTest, AssignmentSharesAndDetachSeparates)
+{
+    CImage<TypeParam> a = numbered<TypeParam>(3, 3, 2);
+    CImage<TypeParam> b(1, 1, 1);
+    b = a;
+    EXPECT_EQ(b.getChannelPtr(0), a.getChannelPtr(0));
+    EXPECT_EQ(a.getChannelPtr(0)->refs(), 2);
+    b.setPixel(1, 1, 0, TypeParam(77));
+    EXPECT_EQ(a.getPixel(1, 1, 0), TypeParam(77));
+    EXPECT_TRUE(a.isAttached());
+    EXPECT_TRUE(b.isAttached());
+    b.detach(-1);
+    EXPECT_FALSE(a.isAttached());
+    EXPECT_FALSE(b.isAttached());
+    b.setPixel(1, 1, 0, TypeParam(5));
+    EXPECT_EQ(a.getPixel(1, 1, 0), TypeParam(77));
+    a = a; // self-assignment keeps everything
+    EXPECT_EQ(a.getChannelPtr(0)->refs(), 1);
+}
+
+TYPED_TEST(ImageTest, DetachOfOneChannelLeavesTheOthersShared)
+{
+    CImage<TypeParam> a = numbered<TypeParam>(2, 2, 2);
+    CImage<TypeParam> b(1, 1, 1);
+    b = a;
+    b.detach(1);
+    EXPECT_EQ(b.getChannelPtr(0), a.getChannelPtr(0));
+    EXPECT_NE(b.getChannelPtr(1), a.getChannelPtr(1));
+    EXPECT_EQ(a.getChannelPtr(1)->refs(), 1);
+    EXPECT_EQ(b.getPixel(1, 1, 1), a.getPixel(1, 1, 1));
+}
+
+TYPED_TEST(ImageTest, CopiesNeverShare)
+{
+    CImage<TypeParam> a = numbered<TypeParam>(3, 2, 2);
+    a.setName("title");
+    a.setChannelInfo("info1", 1);
+    CImage<TypeParam> shared(1, 1, 1);
+    shared = a;
+
+    const CImage<TypeParam> copied(a);
+    EXPECT_FALSE(copied.isAttached());
+    EXPECT_STREQ(copied.getName(), "title");
+    EXPECT_STREQ(copied.getChannelInfo(1), "info1");
+    EXPECT_EQ(copied.getPixel(2, 1, 1), a.getPixel(2, 1, 1));
+
+    CImage<TypeParam> deep = a.deepCopy();
+    EXPECT_FALSE(deep.isAttached());
+    EXPECT_EQ(a.getChannelPtr(0)->refs(), 2); // a and shared, not deep
+    EXPECT_STREQ(deep.getName(), "title");
+
+    CImage<TypeParam>* pNew = a.copy(nullptr);
+    EXPECT_EQ(pNew->width(), 3);
+    EXPECT_EQ(pNew->channels(), 2);
+    EXPECT_FALSE(pNew->isAttached());
+    EXPECT_EQ(pNew->getPixel(1, 1, 1), a.getPixel(1, 1, 1));
+    delete pNew;
+
+    CImage<TypeParam> target(9, 9, 5);
+    EXPECT_EQ(a.copy(&target), &target);
+    EXPECT_EQ(target.width(), 3);
+    EXPECT_EQ(target.channels(), 2);
+    EXPECT_FALSE(target.isAttached());
+    EXPECT_EQ(target.getPixel(2, 1, 0), a.getPixel(2, 1, 0));
+}
+
+TYPED_TEST(ImageTest, ChannelListOperationsKeepCounts)
+{
+    CImage<TypeParam> a = numbered<TypeParam>(2, 2, 2);
+    a.appendImage(a);
+    ASSERT_EQ(a.channels(), 4);
+    EXPECT_EQ(a.getChannelPtr(0)->refs(), 2);
+    EXPECT_EQ(a.getChannelPtr(2), a.getChannelPtr(0));
+    EXPECT_EQ(a.getChannelPtr(3), a.getChannelPtr(1));
+
+    CImage<TypeParam> b = numbered<TypeParam>(2, 2, 1);
+    b.appendChannel(1, a);
+    EXPECT_EQ(b.channels(), 2);
+    EXPECT_EQ(a.getChannelPtr(1)->refs(), 3);
+    b.removeChannel(1);
+    EXPECT_EQ(a.getChannelPtr(1)->refs(), 2);
+    EXPECT_EQ(b.channels(), 1);
+
+    a.swapChannels(0, 1);
+    EXPECT_EQ(a.getPixel(0, 0, 0), TypeParam(100));
+
+    CImage<TypeParam> one = a.extractChannel(1);
+    EXPECT_EQ(one.channels(), 1);
+    EXPECT_EQ(one.getChannelPtr(0), a.getChannelPtr(1));
+    EXPECT_EQ(a.getChannelPtr(1)->refs(), 3);
+}
+
+TYPED_TEST(ImageTest, AttachChannelLeavesTheReplacedSharedCountAlone)
+{
+    CImage<TypeParam> a = numbered<TypeParam>(2, 2, 1);
+    CImage<TypeParam> b = numbered<TypeParam>(2, 2, 2);
+    CImage<TypeParam> holder(1, 1, 1);
+    holder = b; // b's channels now have count 2
+    CImageChannel<TypeParam>* pReplaced = b.getChannelPtr(1);
+    b.attachChannel(1, 0, a);
+    EXPECT_EQ(b.getChannelPtr(1), a.getChannelPtr(0));
+    EXPECT_EQ(a.getChannelPtr(0)->refs(), 2);
+    EXPECT_EQ(pReplaced->refs(), 2); // kept so: not lowered
+    b.attachChannel(1, 0, a);        // the same channel into its own place
+    EXPECT_EQ(a.getChannelPtr(0)->refs(), 3);
+    EXPECT_EQ(b.getPixel(1, 1, 1), TypeParam(11));
+    // The counts are one too high by design; bring them back to the number of
+    // holders so the channels are freed (the leak check would report them).
+    pReplaced->decRefCounter();
+    a.getChannelPtr(0)->decRefCounter();
+}
+
+TYPED_TEST(ImageTest, RemovingTheLastHolderFreesTheChannel)
+{
+    CImage<TypeParam> a = numbered<TypeParam>(2, 2, 2);
+    {
+        CImage<TypeParam> b(1, 1, 1);
+        b = a;
+        b.removeChannel(0);
+        EXPECT_EQ(a.getChannelPtr(0)->refs(), 1);
+    }
+    EXPECT_EQ(a.getChannelPtr(1)->refs(), 1);
+    a.removeChannel(0); // count 1: deleted (the sanitizer run checks the free)
+    EXPECT_EQ(a.channels(), 1);
+    EXPECT_EQ(a.getPixel(1, 0, 0), TypeParam(101));
+}
+
+TYPED_TEST(ImageTest, CloneAndFillCopyPixels)
+{
+    CImage<TypeParam> a = numbered<TypeParam>(3, 2, 2);
+    a.setChannelInfo("green", 1);
+    CImage<TypeParam> b(3, 2, 1);
+    a.cloneChannel(1, &b, 0);
+    EXPECT_EQ(b.getPixel(2, 1, 0), TypeParam(112));
+    EXPECT_STREQ(b.getChannelInfo(0), "green");
+    EXPECT_NE(b.getChannelPtr(0), a.getChannelPtr(1));
+    a.cloneChannel(1, &a, 0); // onto itself: nothing
+    EXPECT_EQ(a.getPixel(0, 0, 0), TypeParam(0));
+    CImage<TypeParam> c(3, 2, 2);
+    c.fillChannel(a, 0, 1);
+    EXPECT_EQ(c.getPixel(2, 1, 1), TypeParam(12));
+    EXPECT_STREQ(c.getChannelInfo(1), "No info");
+}
+
+TYPED_TEST(ImageTest, BadChannelIndexThrowsTheBadValueText)
+{
+    CImage<TypeParam> a(2, 2, 3);
+    try {
+        a.getChannelPtr(3);
+        FAIL();
+    } catch (const CException& e) {
+        EXPECT_STREQ(e.what(), "Bad value: 3 for parameter 'iChannel' (File:CImage.h / Line:182).\n"
+                               "Expected was 0<=iChannel<3\n");
+    }
+    EXPECT_THROW(a.getChannelPtr(-1), CException);
+    EXPECT_THROW(CImage<TypeParam>(2, 2, 0).getChannelPtr(0), CException);
+}
+
+TYPED_TEST(ImageTest, PixelVectorsAndFilteredPixels)
+{
+    CImage<TypeParam> a = numbered<TypeParam>(2, 2, 3);
+    TypeParam values[3];
+    a.getPixel(1, 1, values);
+    EXPECT_EQ(values[0], TypeParam(11));
+    EXPECT_EQ(values[2], TypeParam(211));
+    const bool mask[3] = {true, false, true};
+    TypeParam packed[3] = {};
+    EXPECT_EQ(a.getFilteredPixel(1, 0, mask, packed), 2);
+    EXPECT_EQ(packed[0], TypeParam(1));
+    EXPECT_EQ(packed[1], TypeParam(201));
+    const TypeParam in[3] = {TypeParam(5), TypeParam(6), TypeParam(7)};
+    a.setPixel(0, 1, in);
+    EXPECT_EQ(a.getPixel(0, 1, 2), TypeParam(7));
+    a.clear(1);
+    EXPECT_EQ(a.getPixel(1, 1, 1), TypeParam(0));
+    EXPECT_EQ(a.getPixel(1, 1, 2), TypeParam(211));
+    a.clear(-1);
+    EXPECT_EQ(a.getPixel(1, 1, 2), TypeParam(0));
+}
+
+TYPED_TEST(ImageTest, ChannelAndImageDataLayouts)
+{
+    CImage<TypeParam> a = numbered<TypeParam>(3, 2, 2);
+    std::vector<TypeParam> planar(12), interleaved(12);
+    a.getImageData(planar.data(), true);
+    a.getImageData(interleaved.data(), false);
+    EXPECT_EQ(planar[4], TypeParam(11));        // channel 0, row 1, column 1
+    EXPECT_EQ(planar[6 + 2], TypeParam(102));   // channel 1, row 0, column 2
+    EXPECT_EQ(interleaved[2 * 4 + 1], TypeParam(111)); // pixel (1,1), channel 1
+
+    CImage<TypeParam> b(3, 2, 2);
+    b.setImageData(planar.data(), true, true, true); // flips ignored when planar
+    EXPECT_EQ(b.getPixel(2, 1, 1), TypeParam(112));
+
+    std::vector<TypeParam> rows(6);
+    a.getChannelData(rows.data(), 0);
+    CImage<TypeParam> flipped(3, 2, 1);
+    flipped.setChannelData(rows.data(), 0, 1);
+    EXPECT_EQ(flipped.getPixel(0, 0, 0), TypeParam(10));
+    EXPECT_EQ(flipped.getPixel(2, 1, 0), TypeParam(2));
+}
+
+TYPED_TEST(ImageTest, InterleavedFlipModes)
+{
+    const TypeParam in[6] = {1, 2, 3, 4, 5, 6};
+    CImage<TypeParam> plain(3, 2, 1), rows(3, 2, 1), columns(3, 2, 1);
+    plain.setImageData(in, false, false, false);
+    rows.setImageData(in, false, true, false);
+    columns.setImageData(in, false, false, true);
+    EXPECT_EQ(plain.getPixel(0, 1, 0), TypeParam(4));
+    EXPECT_EQ(rows.getPixel(0, 1, 0), TypeParam(1));
+    EXPECT_EQ(rows.getPixel(2, 0, 0), TypeParam(6));
+    EXPECT_EQ(columns.getPixel(0, 0, 0), TypeParam(3));
+    EXPECT_EQ(columns.getPixel(0, 1, 0), TypeParam(6));
+}
+
+TYPED_TEST(ImageTest, BothFlipsWriteOnlyUpToRowOne)
+{
+    const TypeParam in[4] = {1, 2, 3, 4};
+    CImage<TypeParam> a(2, 2, 1);
+    a.setImageData(in, false, true, true);
+    EXPECT_EQ(a.getPixel(1, 1, 0), TypeParam(1));
+    EXPECT_EQ(a.getPixel(0, 1, 0), TypeParam(2));
+    EXPECT_EQ(a.getPixel(0, 0, 0), TypeParam(0)); // row 0 untouched
+    EXPECT_EQ(a.getPixel(1, 0, 0), TypeParam(0));
+    CImage<TypeParam> single(2, 1, 1);
+    single.setImageData(in, false, true, true);
+    EXPECT_EQ(single.getPixel(0, 0, 0), TypeParam(0));
+    CImage<TypeParam> empty(2, 0, 1);
+    empty.setImageData(in, false, true, true); // nothing to write, no loop
+}
+
+TYPED_TEST(ImageTest, DataWithCoordinatesWalksTheGrid)
+{
+    CImage<TypeParam> a = numbered<TypeParam>(3, 3, 1);
+    std::vector<float> out(12, -1.0f);
+    a.getImageDataWithCoordinates(out.data(), 2);
+    const std::vector<float> expected = {0, 0, 0, 2, 0, 2, 0, 2, 20, 2, 2, 22};
+    EXPECT_EQ(out, expected);
+    EXPECT_THROW(a.getImageDataWithCoordinates(out.data(), 0), CException);
+}
+
+TYPED_TEST(ImageTest, RegionsPadWithZeroAndCopyNames)
+{
+    CImage<TypeParam> a = numbered<TypeParam>(3, 3, 1);
+    a.setName("src");
+    a.setChannelInfo("ci", 0);
+    CImage<TypeParam> region = a.getRegion(-2, -2, 4, 4);
+    EXPECT_STREQ(region.getName(), "src");
+    EXPECT_STREQ(region.getChannelInfo(0), "ci");
+    for (int j = 0; j < 4; ++j)
+        for (int i = 0; i < 4; ++i) {
+            const TypeParam expected = (i >= 2 && j >= 2) ? TypeParam(10 * (j - 2) + (i - 2)) : 0;
+            EXPECT_EQ(region.getPixel(i, j, 0), expected) << i << "," << j;
+        }
+    CImage<TypeParam> outside = a.getRegion(5, 0, 2, 2);
+    EXPECT_EQ(outside.getPixel(1, 1, 0), TypeParam(0));
+
+    TypeParam raw[4];
+    a.getRegion(1, 1, 0, 2, 2, raw);
+    EXPECT_EQ(raw[0], TypeParam(11));
+    EXPECT_EQ(raw[3], TypeParam(22));
+    EXPECT_DEATH(a.getRegion(0, 2, 0, 2, 2, raw), "Assertion `iRow < iHeight' failed");
+}
+
+TYPED_TEST(ImageTest, NamesAreCutTo63Characters)
+{
+    CImage<TypeParam> a(1, 1, 1);
+    const std::string longName(80, 'n');
+    a.setName(longName.c_str());
+    EXPECT_EQ(std::string(a.getName()), longName.substr(0, 63));
+}
+
+TEST(ImageDescribe, TenChannelsListedElevenMarked)
+{
+    CImage<unsigned char> ten(5, 4, 10);
+    ten.setName("ten");
+    ten.setChannelInfo("first", 0);
+    std::string expected = "Image object:\nWidth    5 pixel\nHeight   4 pixel\nChannels 10\n"
+                           "Depth    8 bit\nTitle    ten\nChannel info:\n 0: first\n";
+    for (int c = 1; c < 10; ++c)
+        expected += " " + std::to_string(c) + ": No info\n";
+    EXPECT_EQ(std::string(ten.describe()), expected);
+
+    CImage<float> twelve(1, 1, 12);
+    const std::string text = twelve.describe();
+    EXPECT_NE(text.find("Depth    32 bit\n"), std::string::npos);
+    EXPECT_NE(text.find(" 9: No info\n X: ..."), std::string::npos);
+    EXPECT_EQ(text.substr(text.size() - 7), " X: ...");
+    EXPECT_EQ(text.find("10:"), std::string::npos);
+    // One buffer for all calls.
+    EXPECT_EQ(ten.describe(), twelve.describe());
+}
+
+TEST(ImageDescribe, LongestTitleAndInfosFit)
+{
+    CImage<unsigned short> a(1, 1, 12);
+    a.setName(std::string(63, 't').c_str());
+    for (int c = 0; c < 12; ++c)
+        a.setChannelInfo(std::string(64, 'i').c_str(), c);
+    const std::string text = a.describe();
+    EXPECT_LT(text.size(), 2000u);
+    EXPECT_EQ(text.substr(text.size() - 7), " X: ...");
+}
+
+TEST(ImageConversion, WrapsTruncatesAndCopiesNamesOnlyTo32Bit)
+{
+    CImage<float> f(3, 1, 1);
+    f.setPixel(0, 0, 0, 300.7f);
+    f.setPixel(1, 0, 0, -1.0f);
+    f.setPixel(2, 0, 0, 65537.9f);
+    f.setName("float image");
+    f.setChannelInfo("float info", 0);
+    const CImage<unsigned char> b = f.convertTo8Bit();
+    EXPECT_EQ(b.getPixel(0, 0, 0), 44);
+    EXPECT_EQ(b.getPixel(1, 0, 0), 255);
+    EXPECT_EQ(b.getPixel(2, 0, 0), 1);
+    EXPECT_STREQ(b.getName(), "No name");
+    EXPECT_STREQ(b.getChannelInfo(0), "No info");
+    const CImage<unsigned short> s = f.convertTo16Bit();
+    EXPECT_EQ(s.getPixel(0, 0, 0), 300);
+    EXPECT_EQ(s.getPixel(1, 0, 0), 65535);
+    EXPECT_EQ(s.getPixel(2, 0, 0), 1);
+
+    CImage<unsigned short> wide(1, 1, 1);
+    wide.setPixel(0, 0, 0, 300);
+    wide.setName("wide");
+    EXPECT_EQ(wide.convertTo8Bit().getPixel(0, 0, 0), 44);
+    const CImage<float> back = wide.convertTo32Bit();
+    EXPECT_EQ(back.getPixel(0, 0, 0), 300.0f);
+    EXPECT_STREQ(back.getName(), "wide");
+    EXPECT_EQ(back.depth(), 32);
+
+    const CImage<float> same = f.convertTo32Bit();
+    EXPECT_FALSE(same.isAttached());
+    EXPECT_NE(same.getChannelPtr(0), f.getChannelPtr(0));
+    EXPECT_STREQ(same.getChannelInfo(0), "float info");
+
+    CImage<float> extreme(2, 1, 1);
+    extreme.setPixel(0, 0, 0, 1e20f);
+    extreme.setPixel(1, 0, 0, std::nanf(""));
+    const CImage<unsigned char> e = extreme.convertTo8Bit(); // defined, no UB
+    EXPECT_EQ(e.getPixel(0, 0, 0), 0);
+    EXPECT_EQ(e.getPixel(1, 0, 0), 0);
+}
+
+TEST(ImageLayout, DepthSitsAtTheSameOffsetInEveryInstantiation)
+{
+    CImage<unsigned char> b(1, 1, 1);
+    CImage<unsigned short> s(1, 1, 1);
+    CImage<float> f(1, 1, 1);
+    auto depthAt = [](const void* p, std::size_t offset) {
+        int d;
+        std::memcpy(&d, static_cast<const char*>(p) + offset, sizeof d);
+        return d;
+    };
+    // Find the offset in one instantiation and read it from the others.
+    std::size_t offset = 0;
+    while (depthAt(&f, offset) != 32)
+        offset += sizeof(int);
+    EXPECT_EQ(depthAt(&b, offset), 8);
+    EXPECT_EQ(depthAt(&s, offset), 16);
+    EXPECT_EQ(sizeof(b), sizeof(f));
+}

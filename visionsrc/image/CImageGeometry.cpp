@@ -1,0 +1,167 @@
+// Geometry of CImage: resize in place, rotation about a centre and scaling
+// by nearest neighbour, bilinear interpolation or block average.
+#include "image/CImage.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <new>
+
+template <class Type> void CImage<Type>::resize(int iNewWidth, int iNewHeight, int iNewChannels)
+{
+    checkSize(iNewWidth, iNewHeight, iNewChannels);
+    // A resize must never change another image that shares our channels.
+    detach(-1);
+    if (iNewWidth == iWidth && iNewHeight == iHeight) {
+        if (iNewChannels > iChannels) {
+            const int iFirstNew = iChannels;
+            makeChannels(iNewChannels - iChannels);
+            for (int c = iFirstNew; c < iChannels; ++c)
+                ppChannels[c]->clear();
+        } else {
+            while (iChannels > iNewChannels) {
+                releaseChannel(ppChannels.back());
+                ppChannels.pop_back();
+                --iChannels;
+            }
+        }
+        return;
+    }
+    for (Channel* pChannel : ppChannels)
+        releaseChannel(pChannel);
+    ppChannels.clear();
+    iChannels = 0;
+    iWidth = iNewWidth;
+    iHeight = iNewHeight;
+    makeChannels(iNewChannels);
+}
+
+template <class Type>
+CImage<Type> CImage<Type>::rotate(float fAngle, int iCenterX, int iCenterY) const
+{
+    // 6.28318, not 2*pi to full precision: results must match to the bit.
+    const float fRadians = float(double(fAngle / 360.0f) * 6.28318);
+    const double s = std::sin(double(fRadians));
+    const double c = std::cos(double(fRadians));
+    double cx, cy;
+    if (iCenterX == -1 && iCenterY == -1) {
+        cx = iWidth * 0.5;
+        cy = iHeight * 0.5;
+    } else {
+        cx = iCenterX;
+        cy = iCenterY;
+    }
+    CImage result(iWidth, iHeight, iChannels);
+    // Every output pixel is independent, so rows go outermost; the last
+    // source row and column are never sampled, uncovered corners stay 0.
+    for (int ch = 0; ch < iChannels; ++ch) {
+        const Channel& source = *ppChannels[ch];
+        Channel& target = *result.ppChannels[ch];
+        for (int y = 0; y < iHeight; ++y) {
+            Type* pOut = target.getRowPtr(y);
+            const double dy = y - cy;
+            for (int x = 0; x < iWidth; ++x) {
+                const double dx = x - cx;
+                const float fSourceX = float(cx + c * dx - s * dy);
+                const float fSourceY = float(cy + s * dx + c * dy);
+                if (fSourceX < 0 || fSourceY < 0 || !(fSourceX < float(iWidth - 1))
+                    || !(fSourceY < float(iHeight - 1)))
+                    pOut[x] = Type(0);
+                else
+                    pOut[x] = sampleBilinear(source, fSourceX, fSourceY);
+            }
+        }
+    }
+    return result;
+}
+
+namespace {
+
+// floor() of a computed size as an int: no pixels for anything below 1 or
+// NaN, an allocation failure for sizes beyond the int range.
+int sizeFrom(double dSize)
+{
+    const double d = std::floor(dSize);
+    if (!(d >= 1.0))
+        return 0;
+    if (d > double(INT32_MAX))
+        throw std::bad_alloc();
+    return int(d);
+}
+
+[[noreturn]] void endProcess(const char* pcMessage)
+{
+    std::fputs(pcMessage, stdout);
+    std::exit(0);
+}
+
+} // namespace
+
+template <class Type> CImage<Type> CImage<Type>::scale(float fZoom, TScaleMethod method) const
+{
+    CImage result(1, 1, 1);
+    if (method == SCALE_NEAREST || method == SCALE_BILINEAR) {
+        const int iNewWidth = sizeFrom(float(iWidth) * fZoom);
+        const int iNewHeight = sizeFrom(float(iHeight) * fZoom);
+        result.resize(iNewWidth, iNewHeight, iChannels);
+        const float sx = float(iWidth - 1) / float(iNewWidth);
+        const float sy = float(iHeight - 1) / float(iNewHeight);
+        for (int ch = 0; ch < iChannels; ++ch) {
+            const Channel& source = *ppChannels[ch];
+            Channel& target = *result.ppChannels[ch];
+            for (int y = 0; y < iNewHeight; ++y) {
+                Type* pOut = target.getRowPtr(y);
+                if (method == SCALE_NEAREST) {
+                    const int ySource = int(std::rint(sy * y));
+                    for (int x = 0; x < iNewWidth; ++x)
+                        pOut[x] = source(int(std::rint(sx * x)), ySource);
+                } else {
+                    for (int x = 0; x < iNewWidth; ++x)
+                        pOut[x] = interpolate(x * sx + 0.5 * sx, y * sy + 0.5 * sy, ch);
+                }
+            }
+        }
+        return result;
+    }
+    if (method != SCALE_AVERAGE)
+        endProcess("Illegal operation selected!");
+    if (fZoom >= 1.0)
+        endProcess("Illegal scaleFactor for average Scaling!");
+    const double dBlock = std::floor(1.0 / fZoom);
+    const int iNewWidth = dBlock >= 1.0 ? sizeFrom(iWidth / dBlock) : 0;
+    const int iNewHeight = dBlock >= 1.0 ? sizeFrom(iHeight / dBlock) : 0;
+    result.resize(iNewWidth, iNewHeight, iChannels);
+    if (iNewWidth == 0 || iNewHeight == 0)
+        return result;
+    const int k = int(dBlock); // at most the width and the height here
+    const float fWeight = float(1.0 / (dBlock * dBlock));
+    for (int ch = 0; ch < iChannels; ++ch) {
+        const Channel& source = *ppChannels[ch];
+        Channel& target = *result.ppChannels[ch];
+        for (int y = 0; y < iNewHeight; ++y) {
+            Type* pOut = target.getRowPtr(y);
+            for (int x = 0; x < iNewWidth; ++x) {
+                // Within a block, columns outermost: the float sum's order.
+                float fSum = 0.0f;
+                for (int i = 0; i < k; ++i)
+                    for (int j = 0; j < k; ++j)
+                        fSum += float(source(x * k + i, y * k + j));
+                const float fMean = fWeight * fSum;
+                if constexpr (tirn::isIntegerPixel<Type>())
+                    pOut[x] = tirn::toPixel<Type>(std::rint(fMean));
+                else
+                    pOut[x] = fMean;
+            }
+        }
+    }
+    return result;
+}
+
+#define TIRN_INSTANTIATE_GEOMETRY(T)                                                \
+    template void CImage<T>::resize(int, int, int);                                 \
+    template CImage<T> CImage<T>::rotate(float, int, int) const;                    \
+    template CImage<T> CImage<T>::scale(float, TScaleMethod) const;
+
+TIRN_INSTANTIATE_GEOMETRY(unsigned char)
+TIRN_INSTANTIATE_GEOMETRY(unsigned short)
+TIRN_INSTANTIATE_GEOMETRY(float)
