@@ -314,10 +314,7 @@ namespace {
 
 Bytes lanFile(unsigned short iPack, unsigned short nBands, int w, int h, const Bytes& samples)
 {
-    Bytes b;
-    const char acHead[] = "HEAD74";
-    for (unsigned char v : samples) // (insert() of an empty range upsets GCC 12)
-        b.push_back(v);
+    Bytes b = {'H', 'E', 'A', 'D', '7', '4'};
     putNative(b, iPack);
     putNative(b, nBands);
     b.resize(16, 0);
