@@ -196,6 +196,12 @@ void writeSamples(CCompressedOFStream& out, float* p, int n)
 
 template <class T> int CImageFileIO<T>::saveGIPL(const CImage<T>& image, const char* pcPath)
 {
+    // The streams address bytes with int offsets and counts.
+    if (std::int64_t(std::max(image.pixels(), 0)) * std::int64_t(sizeof(T)) >
+        INT32_MAX - kHeaderBytes) {
+        tirn::reportImageTooLarge(image.width(), image.height(), image.channels());
+        return 0;
+    }
     CCompressedOFStream out(pcPath, std::ios::out | std::ios::binary);
     // Kept lenient: the failure is reported and the writes go nowhere; the
     // result stays 1.
