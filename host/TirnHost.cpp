@@ -137,7 +137,10 @@ Module::Module(const std::string& sPath)
 {
     if (g_pCurrent)
         throw HostError("a module is loaded already");
-    m_pLibrary = dlopen(sPath.c_str(), RTLD_NOW | RTLD_LOCAL);
+    // Like the host, never unmap a plug-in: the libraries it pulls in keep
+    // process-wide state that they release only at exit, and a module's code
+    // must stay readable for the reports of leak checkers.
+    m_pLibrary = dlopen(sPath.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
     if (!m_pLibrary)
         throw HostError(std::string("cannot load ") + sPath + ": " + dlerror());
     g_pCurrent = this;

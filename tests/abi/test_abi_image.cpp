@@ -531,6 +531,13 @@ TEST_F(AbiImage, ImageResultsAreNewOwnedHandles)
     }
 }
 
+TEST_F(AbiImage, ScaleByAnUnknownMethodEndsTheProcess)
+{
+    void* p = numbered(8, 2, 2, 1);
+    EXPECT_EXIT(call(p, "scale", {F(2), I(7)}), ::testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(call(p, "scale", {F(2), I(-1)}), ::testing::ExitedWithCode(0), "");
+}
+
 TEST_F(AbiImage, RotateTruncatesItsCentre)
 {
     void* p = numbered(32, 5, 5, 1);

@@ -3,7 +3,7 @@
 // undefined symbol bound either by the host or by a library the module needs.
 #include <cstdio>
 #include <fstream>
-#include <regex>
+#include <cctype>
 #include <set>
 #include <sstream>
 
@@ -52,36 +52,58 @@ Names dynamicSymbols(const std::string& sFile, const char* pcWhich)
     return names;
 }
 
+Names difference(const Names& a, const Names& b)
+{
+    Names d;
+    for (const std::string& s : a)
+        if (!b.count(s))
+            d.insert(s);
+    return d;
+}
+
 // Names the linker defines in every shared object.
 bool isLinkerSymbol(const std::string& s)
 {
     return s == "_init" || s == "_fini" || s == "_edata" || s == "_end" || s == "__bss_start";
 }
 
-// The TIRN_HOST_API declarations of the plug-in's host interface header.
+// The TIRN_HOST_API declarations of the plug-in's host interface header:
+// the word before the first "(" of each.
 Names hostEntryPoints()
 {
     std::ifstream header(TIRN_HOST_INTERFACE_HEADER);
-    std::stringstream text;
-    text << header.rdbuf();
-    const std::string s = text.str();
     Names names;
-    const std::regex decl(R"(TIRN_HOST_API[^(;]*?\b(\w+)\s*\()");
-    for (std::sregex_iterator it(s.begin(), s.end(), decl), end; it != end; ++it)
-        names.insert((*it)[1]);
+    const std::string marker = "TIRN_HOST_API ";
+    for (std::string line; std::getline(header, line);) {
+        if (line.rfind(marker, 0) != 0)
+            continue;
+        std::size_t end = line.find('(');
+        while (end > 0 && line[end - 1] == ' ')
+            --end;
+        std::size_t begin = end;
+        while (begin > 0 && (std::isalnum(static_cast<unsigned char>(line[begin - 1])) ||
+                             line[begin - 1] == '_'))
+            --begin;
+        names.insert(line.substr(begin, end - begin));
+    }
     return names;
 }
 
-// The libraries the module was linked against, as the loader resolves them.
+// The libraries the module was linked against, as the loader resolves them
+// ("libz.so.1 => /lib/x86_64-linux-gnu/libz.so.1 (0x...)").
 std::vector<std::string> neededLibraries(const std::string& sFile)
 {
     std::vector<std::string> paths;
     std::istringstream lines(run("ldd '" + sFile + "'"));
-    const std::regex arrow(R"(=>\s*(/\S+))");
-    std::smatch m;
-    for (std::string line; std::getline(lines, line);)
-        if (std::regex_search(line, m, arrow))
-            paths.push_back(m[1]);
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t arrow = line.find("=> /");
+        if (arrow == std::string::npos)
+            continue;
+        std::istringstream rest(line.substr(arrow + 3));
+        std::string path;
+        rest >> path;
+        paths.push_back(path);
+    }
     return paths;
 }
 
@@ -163,7 +185,8 @@ TEST_F(AbiSymbols, ModuleExportsExactlyThePluginNames)
         if (!isLinkerSymbol(s))
             exported.insert(s);
     ASSERT_FALSE(exported.empty()) << "nm found nothing in " << TIRN_MODULE_PATH;
-    EXPECT_EQ(exported, expected);
+    EXPECT_EQ(difference(exported, expected), Names()) << "exported but not declared";
+    EXPECT_EQ(difference(expected, exported), Names()) << "declared but not exported";
 }
 
 TEST_F(AbiSymbols, UndefinedSymbolsAreHostEntryPointsOrFromLinkedLibraries)
@@ -184,7 +207,7 @@ TEST_F(AbiSymbols, UndefinedSymbolsAreHostEntryPointsOrFromLinkedLibraries)
         else if (!provided.count(s))
             unexplained.insert(s);
     }
-    EXPECT_TRUE(unexplained.empty()) << *unexplained.begin();
+    EXPECT_EQ(unexplained, Names());
     // The plug-in really leaves these to the host.
     EXPECT_TRUE(fromHost.count("prog_throw"));
     EXPECT_TRUE(fromHost.count("qor_typedef"));

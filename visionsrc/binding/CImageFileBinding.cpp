@@ -36,6 +36,23 @@ bool hasPath(const char* pcPath)
     return false;
 }
 
+// A script's format code outside the table does nothing and reports success,
+// as the reader and writer do; it is answered here because such a value is
+// no TDataFormat at all.
+bool isFormatCode(int iCode)
+{
+    return iCode >= FORMAT_TIFF && iCode <= FORMAT_LAN;
+}
+
+// Every image type beyond the named ones is treated alike by the writer, and
+// all of them reach it as the first value past the names, which the
+// enumeration can hold.
+TImageType imageType(int iType)
+{
+    return iType >= IMAGE_SINGLE && iType <= IMAGE_CHANNEL_STACK ? static_cast<TImageType>(iType)
+                                                                  : static_cast<TImageType>(3);
+}
+
 int load(void* pObject, const char* pcPath, TDataFormat format)
 {
     if (!hasPath(pcPath))
@@ -45,15 +62,13 @@ int load(void* pObject, const char* pcPath, TDataFormat format)
     });
 }
 
-// The image type goes to the writer unchanged, values above the named ones
-// included.
 int save(void* pObject, const char* pcPath, TDataFormat format, int iType)
 {
     if (!hasPath(pcPath))
         return 0;
     return withImage<int>(pObject, [&](auto& i) {
         return CImageFileIO<PixelOf<decltype(i)>>().save(&i, pcPath, format,
-                                                         static_cast<TImageType>(iType));
+                                                         imageType(iType));
     });
 }
 
@@ -71,11 +86,18 @@ TIRN_WRAPPER(int, CImage_save)
 
 TIRN_WRAPPER(int, CImage_1_load)
 {
-    return load(pObject, argText(apArgs, 0), static_cast<TDataFormat>(argInt(apArgs, 1)));
+    const char* pcPath = argText(apArgs, 0);
+    const int iCode = argInt(apArgs, 1);
+    if (!isFormatCode(iCode))
+        return hasPath(pcPath) ? 1 : 0;
+    return load(pObject, pcPath, static_cast<TDataFormat>(iCode));
 }
 
 TIRN_WRAPPER(int, CImage_1_save)
 {
-    return save(pObject, argText(apArgs, 0), static_cast<TDataFormat>(argInt(apArgs, 1)),
-                argInt(apArgs, 2));
+    const char* pcPath = argText(apArgs, 0);
+    const int iCode = argInt(apArgs, 1);
+    if (!isFormatCode(iCode))
+        return hasPath(pcPath) ? 1 : 0;
+    return save(pObject, pcPath, static_cast<TDataFormat>(iCode), argInt(apArgs, 2));
 }
