@@ -2,6 +2,7 @@
 // exceptions, and every method group through its exported wrapper.
 #include <cstddef>
 #include <cstring>
+#include <new>
 
 #include "AbiFixture.h"
 
@@ -48,6 +49,15 @@ TEST_F(AbiImage, UnsupportedDepthIsRefusedWithTheBareFormat)
         EXPECT_EQ(m->ownedCount(), nOwned);
         EXPECT_EQ(errors(), (Errors{{"CImageException:", "CImageException"}})) << iDepth;
     }
+}
+
+// Only CException is translated; running out of memory reaches the host.
+TEST_F(AbiImage, OtherExceptionsPassThroughToTheHost)
+{
+    EXPECT_THROW(image(8, 1 << 20, 1 << 20, 1), std::bad_alloc);
+    EXPECT_THROW(image(32, 4, 4, -1), std::bad_alloc);
+    EXPECT_EQ(m->ownedCount(), 0u);
+    EXPECT_TRUE(errors().empty());
 }
 
 TEST_F(AbiImage, LayoutOfTheForgedHandleMatches)

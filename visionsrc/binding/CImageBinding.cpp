@@ -102,7 +102,7 @@ TIRN_EXPORT void* CImage_COPY_CImage(void* pTarget, void* pSource)
 {
     if (!pSource)
         return pTarget;
-    if (canonicalDepth(depthOf(pSource)) != depthOf(pSource)) {
+    if (!isKnownDepth(depthOf(pSource))) {
         prog_throw("badop", "unknown depth of CImage\n");
         return nullptr;
     }
@@ -122,7 +122,7 @@ TIRN_EXPORT void CImage_FREE_CImage(void* p)
 {
     if (!p)
         return;
-    if (canonicalDepth(depthOf(p)) != depthOf(p)) {
+    if (!isKnownDepth(depthOf(p))) {
         prog_throw("badop", "unknown depth of CImage\n"); // and the handle stays
         return;
     }

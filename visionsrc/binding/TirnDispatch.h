@@ -51,6 +51,11 @@ inline int canonicalDepth(int iCode)
     }
 }
 
+inline bool isKnownDepth(int iDepth)
+{
+    return iDepth == 8 || iDepth == 16 || iDepth == 32;
+}
+
 // What a wrapper does with a handle whose depth is none of 8, 16, 32.
 enum class UnknownDepth
 {
