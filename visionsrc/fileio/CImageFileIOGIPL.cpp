@@ -64,6 +64,10 @@ template <> int readSlice(CCompressedIFStream& in, float* p, int n, int offset)
 // (zero for the first slice, the previous slice's values after it).
 template <class S, class T> void readSlices(CCompressedIFStream& in, CImage<T>& image)
 {
+    // Without slices a header may claim any plane size; w * h is only
+    // known to fit for a volume that has samples.
+    if (image.channels() < 1)
+        return;
     const int w = image.width(), h = image.height();
     const int nSlice = w * h;
     std::vector<S> slice(nSlice);
@@ -196,6 +200,12 @@ void writeSamples(CCompressedOFStream& out, float* p, int n)
 
 template <class T> int CImageFileIO<T>::saveGIPL(const CImage<T>& image, const char* pcPath)
 {
+    // The streams address bytes with int offsets and counts.
+    if (std::int64_t(std::max(image.pixels(), 0)) * std::int64_t(sizeof(T)) >
+        INT32_MAX - kHeaderBytes) {
+        tirn::reportImageTooLarge(image.width(), image.height(), image.channels());
+        return 0;
+    }
     CCompressedOFStream out(pcPath, std::ios::out | std::ios::binary);
     // Kept lenient: the failure is reported and the writes go nowhere; the
     // result stays 1.

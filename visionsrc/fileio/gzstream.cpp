@@ -4,7 +4,7 @@
 
 gzstreambuf::gzstreambuf()
 {
-    setp(buffer, buffer + (kBufferSize - 1));
+    setp(nullptr, nullptr);
     setg(buffer + kPutBack, buffer + kPutBack, buffer + kPutBack);
 }
 
@@ -31,7 +31,12 @@ gzstreambuf* gzstreambuf::open(char const* name, int open_mode)
     if (!file)
         return nullptr;
     opened = 1;
-    setp(buffer, buffer + (kBufferSize - 1));
+    // Only a writing buffer has a put area: characters put into a reading
+    // one go to overflow() and are refused.
+    if (mode & std::ios::out)
+        setp(buffer, buffer + (kBufferSize - 1));
+    else
+        setp(nullptr, nullptr);
     setg(buffer + kPutBack, buffer + kPutBack, buffer + kPutBack);
     return this;
 }

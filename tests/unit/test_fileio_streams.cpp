@@ -1,0 +1,375 @@
+// gzip streams and the offset-addressed (optionally LZW-compressed) streams.
+#include <cstring>
+#include <random>
+#include <string>
+
+#include "FileTestUtils.h"
+#include "fileio/CCompressedIFStream.h"
+#include "fileio/CCompressedOFStream.h"
+#include "fileio/gzstream.h"
+
+using namespace testfiles;
+
+namespace {
+
+Bytes sequence(int n, int iMul, int iMod)
+{
+    Bytes b;
+    for (int i = 0; i < n; ++i)
+        b.push_back(static_cast<unsigned char>((i * iMul) % iMod));
+    return b;
+}
+
+Bytes readAllFrom(std::istream& in)
+{
+    Bytes b;
+    int c;
+    while ((c = in.get()) != EOF)
+        b.push_back(static_cast<unsigned char>(c));
+    return b;
+}
+
+} // namespace
+
+// ---------------------------------------------------------------- gzip
+
+TEST(GzStream, WrittenBytesComeBackFromZlibAndFromTheReader)
+{
+    TempDir dir;
+    const std::string sPath = dir.file("data.gz");
+    const Bytes data = sequence(1000, 37, 251);
+    {
+        ogzstream out(sPath.c_str(), std::ios::out | std::ios::binary);
+        ASSERT_TRUE(out.good());
+        out.write(reinterpret_cast<const char*>(data.data()), std::streamsize(data.size()));
+        out.close();
+        EXPECT_TRUE(out.good());
+    }
+    const Bytes raw = readBytes(sPath);
+    ASSERT_GE(raw.size(), 2u);
+    EXPECT_EQ(raw[0], 0x1f); // a real gzip file, not a copy
+    EXPECT_EQ(raw[1], 0x8b);
+    EXPECT_EQ(gunzip(sPath), data);
+
+    igzstream in(sPath.c_str(), std::ios::in | std::ios::binary);
+    ASSERT_TRUE(in.good());
+    EXPECT_EQ(readAllFrom(in), data);
+}
+
+TEST(GzStream, PlainFilesReadUnchanged)
+{
+    TempDir dir;
+    const std::string sPath = dir.file("plain.bin");
+    const Bytes data = sequence(700, 13, 256);
+    writeBytes(sPath, data);
+    igzstream in(sPath.c_str(), std::ios::in | std::ios::binary);
+    EXPECT_EQ(readAllFrom(in), data);
+}
+
+TEST(GzStream, PutBackSurvivesARefill)
+{
+    // The first refill reads 299 bytes; the character after them comes
+    // from the second, and the four before it stay available for unget,
+    // but no more.
+    TempDir dir;
+    const std::string sPath = dir.file("plain.bin");
+    const Bytes data = sequence(400, 1, 256);
+    writeBytes(sPath, data);
+    igzstream in(sPath.c_str(), std::ios::in | std::ios::binary);
+    char ac[299];
+    in.read(ac, sizeof ac);
+    EXPECT_EQ(in.get(), 299 % 256);
+    for (int i = 0; i < 5; ++i) // back over 299, then 298 down to 295
+        EXPECT_TRUE(in.unget().good()) << i;
+    EXPECT_EQ(in.get(), 295 % 256);
+    EXPECT_EQ(in.get(), 296 % 256);
+    in.unget();
+    in.unget();
+    EXPECT_FALSE(in.unget().good()); // only four bytes are kept
+}
+
+TEST(GzStream, OpenFailures)
+{
+    TempDir dir;
+    const std::string sFirst = dir.file("first.bin"), sSecond = dir.file("second.bin");
+    writeBytes(sFirst, {'a', 'b', 'c'});
+    writeBytes(sSecond, {'x', 'y', 'z'});
+
+    igzstream in(sFirst.c_str(), std::ios::in);
+    EXPECT_EQ(in.get(), 'a');
+    in.open(sSecond.c_str(), std::ios::in); // already open: refused
+    EXPECT_TRUE(in.bad());
+    in.clear();
+    EXPECT_EQ(in.get(), 'b'); // still the first file
+
+    igzstream missing(dir.file("missing.gz").c_str(), std::ios::in);
+    EXPECT_TRUE(missing.fail());
+
+    gzstreambuf buf;
+    EXPECT_EQ(buf.open(sFirst.c_str(), std::ios::in | std::ios::out), nullptr);
+    EXPECT_EQ(buf.open(sFirst.c_str(), std::ios::out | std::ios::app), nullptr);
+    EXPECT_EQ(buf.open(sFirst.c_str(), std::ios::out | std::ios::ate), nullptr);
+    EXPECT_EQ(buf.close(), nullptr); // never opened
+    EXPECT_EQ(buf.open(sFirst.c_str(), std::ios::in), &buf);
+    EXPECT_EQ(buf.close(), &buf);
+
+    ogzstream out(dir.file("no/such/dir.gz").c_str(), std::ios::out);
+    EXPECT_TRUE(out.bad());
+}
+
+TEST(GzStream, WrongDirectionReadsAndWritesNothing)
+{
+    TempDir dir;
+    const std::string sPath = dir.file("w.gz");
+    gzstreambuf buf;
+    ASSERT_NE(buf.open(sPath.c_str(), std::ios::out), nullptr);
+    EXPECT_EQ(buf.sgetc(), EOF);
+    buf.close();
+    ASSERT_NE(buf.open(sPath.c_str(), std::ios::in), nullptr);
+    EXPECT_EQ(buf.sputc('x'), EOF);
+}
+
+// ------------------------------------------- offset-addressed plain files
+
+TEST(CompressedStream, PlainTypedReadsSwapToBigEndian)
+{
+    TempDir dir;
+    const std::string sPath = dir.file("plain.bin");
+    writeBytes(sPath, {0x00, 0x01, 0x12, 0x34, 0x56, 0x78, 0x9a, 0xbc, 0x3f, 0xc0, 0, 0});
+    CCompressedIFStream in(sPath.c_str(), std::ios::in | std::ios::binary);
+    EXPECT_EQ(in.swapFlag(), 1);
+
+    unsigned short aus[3] = {};
+    EXPECT_EQ(in.CReadAsUShort(aus, 3, 2), 6);
+    EXPECT_EQ(aus[0], 0x1234);
+    EXPECT_EQ(aus[1], 0x5678);
+    EXPECT_EQ(aus[2], 0x9abc);
+
+    short s = 0;
+    in.CReadAsShort(&s, 1, 6);
+    EXPECT_EQ(s, short(-25924)); // 0x9abc
+    unsigned int u = 0;
+    EXPECT_EQ(in.CReadAsUInt(&u, 1, 2), 4);
+    EXPECT_EQ(u, 0x12345678u);
+    float f = 0;
+    in.CReadAsFloat(&f, 1, 8);
+    EXPECT_EQ(f, 1.5f);
+    double d = 0;
+    EXPECT_EQ(in.CReadAsDouble(&d, 1, 0), 8);
+    const std::uint64_t uBits = 0x000112345678'9abcULL;
+    double dExpected;
+    std::memcpy(&dExpected, &uBits, 8);
+    EXPECT_EQ(std::memcmp(&d, &dExpected, 8), 0);
+
+    in.setSwapFlag(0);
+    EXPECT_EQ(in.CReadAsUShort(aus, 1, 2), 2);
+    EXPECT_EQ(aus[0], 0x3412);
+    unsigned char auc[2] = {};
+    EXPECT_EQ(in.CReadAsUChar(auc, 2, 10), 2);
+    EXPECT_EQ(auc[0], 0);
+}
+
+TEST(CompressedStream, ShortPlainFileLeavesTheRestAndLaterReadsStillWork)
+{
+    TempDir dir;
+    const std::string sPath = dir.file("short.bin");
+    writeBytes(sPath, {1, 2, 3, 4, 5});
+    CCompressedIFStream in(sPath.c_str(), std::ios::in | std::ios::binary);
+    char ac[6];
+    std::memset(ac, 0x55, sizeof ac);
+    EXPECT_EQ(in.CRead(ac, 3, 6), 1);
+    EXPECT_EQ(ac[0], 4);
+    EXPECT_EQ(ac[1], 5);
+    EXPECT_EQ(ac[2], 0x55);
+    // The read past the end must not spoil the next one.
+    EXPECT_EQ(in.CRead(ac, 0, 2), 1);
+    EXPECT_EQ(ac[0], 1);
+    EXPECT_EQ(ac[1], 2);
+    // The typed readers report the requested size whatever happened, and
+    // swap what they did not read.
+    int ai[4] = {7, 7, 7, 7};
+    EXPECT_EQ(in.CReadAsInt(ai, 4, 100), 16);
+    EXPECT_EQ(ai[3], 0x07000000);
+}
+
+TEST(CompressedStream, WritesSwapCopiesAndRestoreArrays)
+{
+    TempDir dir;
+    const std::string sPath = dir.file("out.bin");
+    {
+        CCompressedOFStream out(sPath.c_str(), std::ios::out | std::ios::binary);
+        EXPECT_EQ(out.swapFlag(), 1);
+        EXPECT_EQ(out.WriteAsUShort(static_cast<unsigned short>(0x1234), 0), 2);
+        unsigned short aus[2] = {0x0102, 0xa0b0};
+        EXPECT_EQ(out.WriteAsUShort(aus, 2, 2), 4);
+        EXPECT_EQ(aus[0], 0x0102); // the caller's array is unchanged
+        EXPECT_EQ(aus[1], 0xa0b0);
+        double ad[1] = {2.0};
+        EXPECT_EQ(out.WriteAsDouble(ad, 1, 6), 8);
+        EXPECT_EQ(ad[0], 2.0);
+        EXPECT_EQ(out.WriteAsInt(-2, 14), 4);
+        EXPECT_EQ(out.WriteAsFloat(1.5f, 18), 4);
+        out.setSwapFlag(0);
+        EXPECT_EQ(out.WriteAsUShort(static_cast<unsigned short>(0x1234), 22), 2);
+        unsigned int au[1] = {0x11223344};
+        EXPECT_EQ(out.WriteAsUInt(au, 1, 24), 4);
+        EXPECT_EQ(out.WriteAsChar('z', 30), 1); // leaves a gap at 28, 29
+    }
+    const Bytes b = readBytes(sPath);
+    const Bytes expected = {0x12, 0x34, 0x01, 0x02, 0xa0, 0xb0, 0x40, 0, 0, 0, 0, 0, 0, 0,
+                            0xff, 0xff, 0xff, 0xfe, 0x3f, 0xc0, 0, 0, 0x34, 0x12,
+                            0x44, 0x33, 0x22, 0x11, 0, 0, 'z'};
+    EXPECT_EQ(b, expected);
+}
+
+// ------------------------------------------------------------ LZW (.Z)
+
+namespace {
+
+// Inputs whose compressed codes never start in a byte of 0x80 or above, so
+// they decode completely despite the sign extension.
+const Bytes kFullyDecodable = {0x3b, 0x0a, 0x0a, 0x0a, 0x0a, 0x0a, 0x3b, 0x0a, 0x3b, 0x0a,
+                               0x0a, 0x0a, 0x3b, 0x0a, 0x3b, 0x0a, 0x3b, 0x3b, 0x3b, 0x3b,
+                               0x3b, 0x0a, 0x0a, 0x0a, 0x0a, 0x3b, 0x3b, 0x0a};
+const Bytes kRun(15, 0x1b); // every code after the first is the one being defined
+
+Bytes decodeAll(const std::string& sPath, int iOffset, int nBytes, int* pResult = nullptr,
+                unsigned char fill = 0xee)
+{
+    CCompressedIFStream in(sPath.c_str(), std::ios::in | std::ios::binary);
+    Bytes b(std::size_t(nBytes), fill);
+    const int iResult = in.CRead(reinterpret_cast<char*>(b.data()), iOffset, nBytes);
+    if (pResult)
+        *pResult = iResult;
+    return b;
+}
+
+} // namespace
+
+TEST(LzwStream, CompressedFilesDecodeAtAnyOffset)
+{
+    TempDir dir;
+    const std::string sPath = dir.file("a.Z");
+    compressTo(sPath, kFullyDecodable);
+    ASSERT_EQ(readBytes(sPath).at(2), 0x90); // 16 bits, block mode
+
+    int iResult = 0;
+    EXPECT_EQ(decodeAll(sPath, 0, 28, &iResult), kFullyDecodable);
+    EXPECT_EQ(iResult, 1);
+    EXPECT_EQ(decodeAll(sPath, 5, 4), Bytes(kFullyDecodable.begin() + 5,
+                                            kFullyDecodable.begin() + 9));
+    // Asking for more than there is stores what there is.
+    Bytes tail = decodeAll(sPath, 20, 12, &iResult);
+    EXPECT_EQ(iResult, 1);
+    EXPECT_EQ(Bytes(tail.begin(), tail.begin() + 8),
+              Bytes(kFullyDecodable.begin() + 20, kFullyDecodable.end()));
+    EXPECT_EQ(Bytes(tail.begin() + 8, tail.end()), Bytes(4, 0xee));
+
+    const std::string sRun = dir.file("run.Z");
+    compressTo(sRun, kRun, 12);
+    EXPECT_EQ(readBytes(sRun).at(2), 0x8c);
+    EXPECT_EQ(decodeAll(sRun, 0, 15), kRun);
+    EXPECT_EQ(decodeAll(sRun, 14, 1), Bytes(1, 0x1b));
+
+    // Typed reads go through the same decoder and swap as usual.
+    CCompressedIFStream in(sPath.c_str(), std::ios::in | std::ios::binary);
+    unsigned short us = 0;
+    EXPECT_EQ(in.CReadAsUShort(&us, 1, 5), 2);
+    EXPECT_EQ(us, 0x0a3b);
+}
+
+TEST(LzwStream, SignExtendedCodesEndDecodingEarly)
+{
+    TempDir dir;
+    // "abcabcabc": the second code starts in the byte 0xc4 and reads as
+    // negative, so only the first byte comes out.
+    const std::string sAbc = dir.file("abc.Z");
+    compressTo(sAbc, {'a', 'b', 'c', 'a', 'b', 'c', 'a', 'b', 'c'});
+    int iResult = 0;
+    EXPECT_EQ(decodeAll(sAbc, 0, 9, &iResult), Bytes({'a', 0xee, 0xee, 0xee, 0xee, 0xee,
+                                                      0xee, 0xee, 0xee}));
+    EXPECT_EQ(iResult, 1);
+    // Past the point where decoding ends nothing is stored at all.
+    EXPECT_EQ(decodeAll(sAbc, 3, 2, &iResult), Bytes(2, 0xee));
+    EXPECT_EQ(iResult, 1);
+
+    // 5000 zero bytes: fifteen come out before the first negative code.
+    const std::string sZeros = dir.file("zeros.Z");
+    compressTo(sZeros, Bytes(5000, 0));
+    Bytes b = decodeAll(sZeros, 0, 5000, &iResult);
+    EXPECT_EQ(iResult, 1);
+    EXPECT_EQ(Bytes(b.begin(), b.begin() + 15), Bytes(15, 0));
+    EXPECT_EQ(b[15], 0xee);
+
+    // A first byte of 0x80 or above is a negative first code: no data.
+    const std::string sHigh = dir.file("high.Z");
+    compressTo(sHigh, {0xc8, 0x01, 0x02});
+    EXPECT_EQ(decodeAll(sHigh, 0, 3, &iResult), Bytes(3, 0xee));
+    EXPECT_EQ(iResult, 1);
+}
+
+TEST(LzwStream, RefusesMoreThanSixteenBits)
+{
+    TempDir dir;
+    const std::string sPath = dir.file("b17.Z");
+    compressTo(sPath, kFullyDecodable);
+    Bytes b = readBytes(sPath);
+    b[2] = 0x91; // 17-bit codes, block mode
+    writeBytes(sPath, b);
+    int iResult = -1;
+    testing::internal::CaptureStderr();
+    const Bytes got = decodeAll(sPath, 0, 4, &iResult);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "compressed with 17 bits, can only handle 16 bits\n");
+    EXPECT_EQ(iResult, 0);
+    EXPECT_EQ(got, Bytes(4, 0xee));
+}
+
+TEST(LzwStream, ClearCodesAndEmptyBodies)
+{
+    TempDir dir;
+    // Hand-made 9-bit codes: 0x0a, CLEAR (the rest of its 9-byte group is
+    // padding), then 0x0b from a fresh group.
+    const std::string sClear = dir.file("clear.Z");
+    writeBytes(sClear, {0x1f, 0x9d, 0x90, 0x0a, 0x00, 0x02, 0, 0, 0, 0, 0, 0, 0x0b, 0x00});
+    int iResult = 0;
+    EXPECT_EQ(decodeAll(sClear, 0, 3, &iResult), Bytes({0x0a, 0x0b, 0xee}));
+    EXPECT_EQ(iResult, 1);
+
+    // The same without block mode: 256 is an ordinary (undefined) code,
+    // decoded as the one being defined.
+    writeBytes(sClear, {0x1f, 0x9d, 0x10, 0x0a, 0x00, 0x02, 0, 0, 0, 0, 0, 0, 0x0b, 0x00});
+    EXPECT_EQ(decodeAll(sClear, 0, 3, &iResult), Bytes({0x0a, 0x0a, 0x0a}));
+
+    // Data ending right after a CLEAR code fails.
+    const std::string sCut = dir.file("cut.Z");
+    writeBytes(sCut, {0x1f, 0x9d, 0x90, 0x0a, 0x00, 0x02, 0, 0, 0, 0, 0, 0});
+    EXPECT_EQ(decodeAll(sCut, 0, 3, &iResult), Bytes({0x0a, 0xee, 0xee}));
+    EXPECT_EQ(iResult, 0);
+
+    // No first code: failure.
+    const std::string sEmpty = dir.file("empty.Z");
+    writeBytes(sEmpty, {0x1f, 0x9d, 0x90});
+    EXPECT_EQ(decodeAll(sEmpty, 0, 1, &iResult), Bytes(1, 0xee));
+    EXPECT_EQ(iResult, 0);
+}
+
+TEST(LzwStream, GarbageAfterTheMagicNeverCrashes)
+{
+    TempDir dir;
+    const std::string sPath = dir.file("garbage.Z");
+    std::mt19937 rng(7);
+    for (int iTrial = 0; iTrial < 200; ++iTrial) {
+        Bytes b = {0x1f, 0x9d, static_cast<unsigned char>(rng())};
+        const int n = int(rng() % 3000);
+        for (int i = 0; i < n; ++i)
+            // Mostly low bytes, so that decoding gets somewhere.
+            b.push_back(static_cast<unsigned char>(rng() % (iTrial % 2 ? 0x80 : 0x100)));
+        writeBytes(sPath, b);
+        int iResult = -1;
+        testing::internal::CaptureStderr();
+        decodeAll(sPath, int(rng() % 50), 4000, &iResult);
+        testing::internal::GetCapturedStderr();
+        EXPECT_TRUE(iResult == 0 || iResult == 1);
+    }
+}
