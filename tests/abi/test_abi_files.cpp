@@ -141,6 +141,10 @@ TEST_F(AbiFiles, FormatCodesAndTheirDefaults)
     EXPECT_EQ(channel(r, 0), channel(p, 0));
     // Codes outside the table do nothing and report success.
     EXPECT_EQ(quiet(r, "load", {Arg::text(path("absent.mtx")), I(9)}), 1);
+    EXPECT_EQ(quiet(r, "save", {Arg::text(path("unwritten.mtx")), I(-5)}), 1);
+    EXPECT_FALSE(exists(m_made.back()));
+    // Image types past the named ones reach the writer; MTX has no use for them.
+    EXPECT_EQ(quiet(r, "save", {Arg::text(file), Arg::text("MTX"), I(77)}), 1);
 }
 
 TEST_F(AbiFiles, MissingFileGivesZeroAndLeavesTheImage)

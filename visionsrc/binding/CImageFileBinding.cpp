@@ -36,23 +36,6 @@ bool hasPath(const char* pcPath)
     return false;
 }
 
-// A script's format code outside the table does nothing and reports success,
-// as the reader and writer do; it is answered here because such a value is
-// no TDataFormat at all.
-bool isFormatCode(int iCode)
-{
-    return iCode >= FORMAT_TIFF && iCode <= FORMAT_LAN;
-}
-
-// Every image type beyond the named ones is treated alike by the writer, and
-// all of them reach it as the first value past the names, which the
-// enumeration can hold.
-TImageType imageType(int iType)
-{
-    return iType >= IMAGE_SINGLE && iType <= IMAGE_CHANNEL_STACK ? static_cast<TImageType>(iType)
-                                                                  : static_cast<TImageType>(3);
-}
-
 int load(void* pObject, const char* pcPath, TDataFormat format)
 {
     if (!hasPath(pcPath))
@@ -62,13 +45,16 @@ int load(void* pObject, const char* pcPath, TDataFormat format)
     });
 }
 
+// The image type goes to the writer unchanged, values past the named ones
+// included; so do format codes outside the table, which the reader and
+// writer answer with 1.
 int save(void* pObject, const char* pcPath, TDataFormat format, int iType)
 {
     if (!hasPath(pcPath))
         return 0;
     return withImage<int>(pObject, [&](auto& i) {
         return CImageFileIO<PixelOf<decltype(i)>>().save(&i, pcPath, format,
-                                                         imageType(iType));
+                                                         static_cast<TImageType>(iType));
     });
 }
 
@@ -86,18 +72,11 @@ TIRN_WRAPPER(int, CImage_save)
 
 TIRN_WRAPPER(int, CImage_1_load)
 {
-    const char* pcPath = argText(apArgs, 0);
-    const int iCode = argInt(apArgs, 1);
-    if (!isFormatCode(iCode))
-        return hasPath(pcPath) ? 1 : 0;
-    return load(pObject, pcPath, static_cast<TDataFormat>(iCode));
+    return load(pObject, argText(apArgs, 0), static_cast<TDataFormat>(argInt(apArgs, 1)));
 }
 
 TIRN_WRAPPER(int, CImage_1_save)
 {
-    const char* pcPath = argText(apArgs, 0);
-    const int iCode = argInt(apArgs, 1);
-    if (!isFormatCode(iCode))
-        return hasPath(pcPath) ? 1 : 0;
-    return save(pObject, pcPath, static_cast<TDataFormat>(iCode), argInt(apArgs, 2));
+    return save(pObject, argText(apArgs, 0), static_cast<TDataFormat>(argInt(apArgs, 1)),
+                argInt(apArgs, 2));
 }
