@@ -117,7 +117,8 @@ public:
     Value call(void* pObject, const std::string& sClass, const std::string& sMethod,
                const std::vector<Arg>& args = {});
     Value callFunction(const std::string& sName, const std::vector<Arg>& args = {});
-    // An exported wrapper no table declares, with the given result type.
+    // An exported wrapper no table declares, with the given result type. No
+    // prototype, so no defaults: give every argument the wrapper reads.
     Value callExport(const std::string& sExport, ValueType result, void* pObject,
                      const std::vector<Arg>& args);
     // Frees an owned handle through its class's destructor wrapper.

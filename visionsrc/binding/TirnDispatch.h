@@ -27,10 +27,6 @@ inline int argInt(void** apArgs, int i) { return *static_cast<const int*>(apArgs
 inline float argFloat(void** apArgs, int i) { return *static_cast<const float*>(apArgs[i]); }
 inline char* argText(void** apArgs, int i) { return static_cast<char*>(apArgs[i]); }
 inline float* argFloats(void** apArgs, int i) { return static_cast<float*>(apArgs[i]); }
-inline unsigned char* argBytes(void** apArgs, int i)
-{
-    return static_cast<unsigned char*>(apArgs[i]);
-}
 
 // The depth field sits at the same place in all three instantiations, so any
 // of them can read it from a handle of unknown type.
