@@ -1,0 +1,219 @@
+// What the host finds in the module: the exported tables and records, and a
+// dynamic symbol table holding exactly the plug-in's C names, with every
+// undefined symbol bound either by the host or by a library the module needs.
+#include <cstdio>
+#include <fstream>
+#include <cctype>
+#include <set>
+#include <sstream>
+
+#include "AbiFixture.h"
+
+namespace abitest {
+namespace {
+
+typedef std::set<std::string> Names;
+
+std::string run(const std::string& sCommand)
+{
+    std::string out;
+    FILE* pipe = popen(sCommand.c_str(), "r");
+    if (!pipe)
+        return out;
+    char acBuffer[4096];
+    std::size_t n;
+    while ((n = std::fread(acBuffer, 1, sizeof acBuffer, pipe)) > 0)
+        out.append(acBuffer, n);
+    pclose(pipe);
+    return out;
+}
+
+// Symbol names from "nm -D" output, without their version ("@GLIBC_2.2.5").
+// Weak undefined references ('w', 'v') need no definition and are skipped.
+Names dynamicSymbols(const std::string& sFile, const char* pcWhich)
+{
+    Names names;
+    std::istringstream lines(run("nm -D " + std::string(pcWhich) + " '" + sFile + "'"));
+    std::string line;
+    while (std::getline(lines, line)) {
+        std::istringstream words(line);
+        std::vector<std::string> w;
+        for (std::string s; words >> s;)
+            w.push_back(s);
+        if (w.size() < 2)
+            continue;
+        const std::string& type = w[w.size() - 2];
+        if (type == "w" || type == "v")
+            continue;
+        std::string name = w.back();
+        name = name.substr(0, name.find('@'));
+        names.insert(name);
+    }
+    return names;
+}
+
+Names difference(const Names& a, const Names& b)
+{
+    Names d;
+    for (const std::string& s : a)
+        if (!b.count(s))
+            d.insert(s);
+    return d;
+}
+
+// Names the linker defines in every shared object.
+bool isLinkerSymbol(const std::string& s)
+{
+    return s == "_init" || s == "_fini" || s == "_edata" || s == "_end" || s == "__bss_start";
+}
+
+// The TIRN_HOST_API declarations of the plug-in's host interface header:
+// the word before the first "(" of each.
+Names hostEntryPoints()
+{
+    std::ifstream header(TIRN_HOST_INTERFACE_HEADER);
+    Names names;
+    const std::string marker = "TIRN_HOST_API ";
+    for (std::string line; std::getline(header, line);) {
+        if (line.rfind(marker, 0) != 0)
+            continue;
+        std::size_t end = line.find('(');
+        while (end > 0 && line[end - 1] == ' ')
+            --end;
+        std::size_t begin = end;
+        while (begin > 0 && (std::isalnum(static_cast<unsigned char>(line[begin - 1])) ||
+                             line[begin - 1] == '_'))
+            --begin;
+        names.insert(line.substr(begin, end - begin));
+    }
+    return names;
+}
+
+// The libraries the module was linked against, as the loader resolves them
+// ("libz.so.1 => /lib/x86_64-linux-gnu/libz.so.1 (0x...)").
+std::vector<std::string> neededLibraries(const std::string& sFile)
+{
+    std::vector<std::string> paths;
+    std::istringstream lines(run("ldd '" + sFile + "'"));
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t arrow = line.find("=> /");
+        if (arrow == std::string::npos)
+            continue;
+        std::istringstream rest(line.substr(arrow + 3));
+        std::string path;
+        rest >> path;
+        paths.push_back(path);
+    }
+    return paths;
+}
+
+class AbiSymbols : public AbiTest
+{
+};
+
+TEST_F(AbiSymbols, ImageTableHasItsFiftyNineLinesFirst)
+{
+    auto classes = static_cast<const char* const* const*>(m->symbol("CLASSES_tirnvision"));
+    ASSERT_NE(classes, nullptr);
+    int n = 0;
+    while (classes[0][n])
+        ++n;
+    EXPECT_EQ(n, 59);
+    EXPECT_STREQ(classes[0][0], "CImage_:");
+    EXPECT_STREQ(classes[0][4], "COMPATIBLE_CImage ()");
+    EXPECT_STREQ(classes[0][34], "void  histogram(int, float, float, int, float*)");
+    EXPECT_STREQ(classes[0][58], "void setPixel(int,int,float*)");
+    ASSERT_FALSE(m->classes().empty());
+    EXPECT_EQ(m->classes()[0].name, "CImage");
+    EXPECT_EQ(m->classes()[0].prototypes.size(), 54u);
+}
+
+TEST_F(AbiSymbols, ExportNamesFollowTheMarkers)
+{
+    const tirnhost::ClassTable& t = m->classTable("CImage");
+    auto exportOf = [&](const std::string& sName, tirnhost::LineKind kind, std::size_t k = 0) {
+        auto found = t.find(sName, kind);
+        return k < found.size() ? found[k]->exportName : std::string("-");
+    };
+    using tirnhost::LineKind;
+    EXPECT_EQ(exportOf("CImage", LineKind::Constructor), "CImage_CImage");
+    EXPECT_EQ(exportOf("CImage", LineKind::Destructor), "CImage_FREE_CImage");
+    EXPECT_EQ(exportOf("COMPATIBLE_CImage", LineKind::PinFunction), "CImage_COMPATIBLE_CImage");
+    EXPECT_EQ(exportOf("clear", LineKind::Method, 0), "CImage_clear");
+    EXPECT_EQ(exportOf("clear", LineKind::Method, 1), "CImage_1_clear");
+    EXPECT_EQ(exportOf("getPixel", LineKind::Method, 0), "CImage_getPixel");
+    EXPECT_EQ(exportOf("getPixel", LineKind::Method, 1), "CImage8_getPixel");
+    EXPECT_EQ(exportOf("getPixel", LineKind::Method, 2), "CImage32_getPixel");
+    EXPECT_TRUE(m->missingExports().empty());
+}
+
+TEST_F(AbiSymbols, VersionRecordAndPinTable)
+{
+    auto version = static_cast<const char* const*>(m->symbol("Tirn_V_of_tirnvision"));
+    ASSERT_NE(version, nullptr);
+    EXPECT_STREQ(version[0], "7.9 17/07/02 KT");
+    EXPECT_STREQ(version[1], "7.9 17/07/02 KT");
+
+    auto pins = static_cast<void* const*>(m->symbol("gasVisionPinTypes"));
+    ASSERT_NE(pins, nullptr);
+    EXPECT_STREQ(static_cast<const char*>(pins[0]), "tirnvision.CImage");
+    EXPECT_EQ(pins[1], m->symbol("CImage_COPY_CImage"));
+    EXPECT_EQ(pins[2], m->symbol("CImage_COMPATIBLE_CImage"));
+    EXPECT_EQ(pins[3], m->symbol("CImage_FREE_CImage"));
+    EXPECT_EQ(pins[4], m->symbol("CImage_DESCRIBE_CImage"));
+    EXPECT_EQ(pins[5], nullptr);
+    EXPECT_EQ(pins[6], nullptr); // the end record
+
+    auto functions = static_cast<const char* const*>(m->symbol("FUNCTIONS_tirnvision"));
+    ASSERT_NE(functions, nullptr);
+    EXPECT_TRUE(m->functions().prototypes.empty());
+}
+
+TEST_F(AbiSymbols, ModuleExportsExactlyThePluginNames)
+{
+    const std::vector<std::string> declared = m->declaredExports();
+    Names expected(declared.begin(), declared.end());
+    // Documented extras: the entry points, the tables and records, and the
+    // region reads that no table line announces.
+    for (const char* pc : {"vision_type_init", "vision_type_fini", "CLASSES_tirnvision",
+                           "FUNCTIONS_tirnvision", "gasVisionPinTypes", "Tirn_V_of_tirnvision",
+                           "CImage8_getChannelRegion", "CImage32_getChannelRegion"})
+        expected.insert(pc);
+
+    Names exported;
+    for (const std::string& s : dynamicSymbols(TIRN_MODULE_PATH, "--defined-only"))
+        if (!isLinkerSymbol(s))
+            exported.insert(s);
+    ASSERT_FALSE(exported.empty()) << "nm found nothing in " << TIRN_MODULE_PATH;
+    EXPECT_EQ(difference(exported, expected), Names()) << "exported but not declared";
+    EXPECT_EQ(difference(expected, exported), Names()) << "declared but not exported";
+}
+
+TEST_F(AbiSymbols, UndefinedSymbolsAreHostEntryPointsOrFromLinkedLibraries)
+{
+    const Names host = hostEntryPoints();
+    ASSERT_TRUE(host.count("prog_throw")) << "header not read: " << TIRN_HOST_INTERFACE_HEADER;
+    Names provided;
+    const std::vector<std::string> libraries = neededLibraries(TIRN_MODULE_PATH);
+    ASSERT_FALSE(libraries.empty());
+    for (const std::string& lib : libraries)
+        for (const std::string& s : dynamicSymbols(lib, "--defined-only"))
+            provided.insert(s);
+
+    Names unexplained, fromHost;
+    for (const std::string& s : dynamicSymbols(TIRN_MODULE_PATH, "--undefined-only")) {
+        if (host.count(s))
+            fromHost.insert(s);
+        else if (!provided.count(s))
+            unexplained.insert(s);
+    }
+    EXPECT_EQ(unexplained, Names());
+    // The plug-in really leaves these to the host.
+    EXPECT_TRUE(fromHost.count("prog_throw"));
+    EXPECT_TRUE(fromHost.count("qor_typedef"));
+    for (const std::string& s : fromHost)
+        EXPECT_TRUE(provided.count(s) == 0) << s << " is also defined by a linked library";
+}
+
+} // namespace
+} // namespace abitest
