@@ -385,16 +385,10 @@ TIRN_WRAPPER(void*, CImage_deepCopy)
     return withImage<void*>(pObject, [](auto& i) { return newHandle(i.deepCopy()); });
 }
 
-// Codes other than the three methods all reach scale() as the first value
-// past them, which the enumeration can hold and scale() refuses like any
-// other unknown method.
 TIRN_WRAPPER(void*, CImage_scale)
 {
     const float fZoom = argFloat(apArgs, 0);
-    const int iMethod = argInt(apArgs, 1);
-    const TScaleMethod method = iMethod >= SCALE_NEAREST && iMethod <= SCALE_AVERAGE
-                                    ? static_cast<TScaleMethod>(iMethod)
-                                    : static_cast<TScaleMethod>(3);
+    const TScaleMethod method = static_cast<TScaleMethod>(argInt(apArgs, 1));
     return withImage<void*>(pObject, [&](auto& i) { return newHandle(i.scale(fZoom, method)); });
 }
 

@@ -6,8 +6,9 @@
 #include "image/CException.h"
 #include "image/CImageChannel.h"
 
-// Method of CImage::scale; the host passes it as an int.
-enum TScaleMethod
+// Method of CImage::scale; the host passes it as an int, so every int is a
+// valid value (scale() refuses the unknown ones).
+enum TScaleMethod : int
 {
     SCALE_NEAREST = 0,
     SCALE_BILINEAR = 1,
