@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "filters/RankWindow.h"
+#include "filters/SlidingHistogram.h"
 #include "filters/ReferencePath.h"
 #include "filters/utils.h"
 
@@ -63,6 +64,17 @@ void CMedianFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h) c
     std::vector<float> vfBuffer(tirn::rankBufferLength(h));
     const T* pIn = src.getChannelDataPtr(0);
     T* pOut = tgt.getChannelDataPtr(0);
+    if constexpr (tirn::isIntegerPixel<T>()) {
+        if (tirn::preferHistogram<T>(h)) {
+            tirn::SlidingHistogram<T> histogram;
+            for (int y = 0; y < H; ++y) {
+                T* pRow = pOut + std::size_t(y) * W;
+                histogram.slideRow(pIn, W, std::max(y - h, 0), std::min(y + h, H - 1), h, 0, W,
+                                   [&](int x, int n) { pRow[x] = histogram.kth((n + 1) / 2 - 1); });
+            }
+            return;
+        }
+    }
     for (int y = 0; y < H; ++y)
         for (int x = 0; x < W; ++x) {
             const int n = tirn::gatherWindow(pIn, W, H, x, y, h, vfBuffer.data());
