@@ -79,16 +79,11 @@ private:
 };
 
 // Whether a window of half side h is better served by the histogram than by
-// collecting and selecting (measured: the coarse/fine walk costs more at 16
-// bits).
+// collecting and selecting: measured, from 5x5 on at both integer depths;
+// 3x3 windows select faster.
 template <class T> constexpr bool preferHistogram(int h)
 {
-    if constexpr (sizeof(T) == 1)
-        return h >= 2;
-    else if constexpr (sizeof(T) == 2)
-        return h >= 3;
-    else
-        return false;
+    return sizeof(T) <= 2 && h >= 2;
 }
 
 } // namespace tirn
