@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "filters/RankNetwork3x3.h"
 #include "filters/RankWindow.h"
 #include "filters/SlidingHistogram.h"
 #include "filters/ReferencePath.h"
@@ -75,12 +76,25 @@ void CMedianFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h) c
             return;
         }
     }
-    for (int y = 0; y < H; ++y)
-        for (int x = 0; x < W; ++x) {
-            const int n = tirn::gatherWindow(pIn, W, H, x, y, h, vfBuffer.data());
-            pOut[std::size_t(y) * W + x] =
-                n == 0 ? T(0) : tirn::toPixel<T>(median(vfBuffer.data(), n));
+    auto collected = [&](int x, int y) {
+        const int n = tirn::gatherWindow(pIn, W, H, x, y, h, vfBuffer.data());
+        return n == 0 ? T(0) : tirn::toPixel<T>(median(vfBuffer.data(), n));
+    };
+    for (int y = 0; y < H; ++y) {
+        T* pRow = pOut + std::size_t(y) * W;
+        if constexpr (tirn::isIntegerPixel<T>()) {
+            // Complete 3x3 windows: the middle (5th) of nine values.
+            if (h == 1 && y >= 1 && y + 1 < H && W >= 3) {
+                const T* pCentre = pIn + std::size_t(y) * W;
+                tirn::rank3x3Row(pCentre - W, pCentre, pCentre + W, W, 4, pRow);
+                pRow[0] = collected(0, y);
+                pRow[W - 1] = collected(W - 1, y);
+                continue;
+            }
         }
+        for (int x = 0; x < W; ++x)
+            pRow[x] = collected(x, y);
+    }
 }
 
 template class CMedianFilter<unsigned char>;

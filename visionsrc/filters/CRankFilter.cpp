@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "filters/RankNetwork3x3.h"
 #include "filters/RankWindow.h"
 #include "filters/SlidingHistogram.h"
 #include "filters/ReferencePath.h"
@@ -86,6 +87,17 @@ void CRankFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h) con
                 histogram.slideRow(pIn, W, y - h, y + h, h, h, W - h, [&](int x, int n) {
                     pRow[x] = histogram.kth(std::min(std::max(iRank, 0), n - 1));
                 });
+            }
+            return;
+        }
+        if (iSize == 3) {
+            std::copy(pIn, pIn + std::size_t(W) * H, pOut);
+            if (W < 3)
+                return;
+            for (int y = 1; y + 1 < H; ++y) {
+                const T* pCentre = pIn + std::size_t(y) * W;
+                tirn::rank3x3Row(pCentre - W, pCentre, pCentre + W, W, iRank,
+                                 pOut + std::size_t(y) * W);
             }
             return;
         }
