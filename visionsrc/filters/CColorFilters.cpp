@@ -104,7 +104,7 @@ CImage<float> DiffImage(const CImage<float>* pA, const CImage<float>* pB)
     const int h = std::min(a.height(), b.height());
     const int n = std::min(a.channels(), b.channels());
 
-    if (tirn::useReferencePath()) {
+    if (tirn::referencePathForced()) {
         for (int x = 0; x < w; ++x)
             for (int y = 0; y < h; ++y)
                 for (int c = 0; c < n; ++c)
@@ -140,7 +140,7 @@ CImage<float> blob_emph(const CImage<float>* pImage, const float* pfRef, int x0,
         std::printf(" %g", double(pfRef[c]));
     std::printf("\n");
 
-    if (tirn::useReferencePath()) {
+    if (tirn::referencePathForced()) {
         for (int x = 0; x < w; ++x)
             for (int y = 0; y < h; ++y)
                 result.setPixel(x, y, 0,
@@ -170,7 +170,7 @@ CImage<float> HistogramDistance(const CImage<float>* pImage, const float* pfRef,
     CImage<float> result = distanceResult(image);
     int aiHistogram[kBins] = {};
 
-    if (tirn::useReferencePath()) {
+    if (tirn::referencePathForced()) {
         for (int x = 0; x < w; ++x)
             for (int y = 0; y < h; ++y) {
                 const float d = colourDistance(image, pfRef, x, y);
@@ -216,7 +216,7 @@ CImage<float> PointerDistance(const CImage<float>* pImage, const float* pfRef, f
         apIn[c] = image.getChannelPtr(c)->getRowPtr(0);
     const int nPixels = image.width() * image.height();
 
-    if (tirn::useReferencePath()) {
+    if (tirn::referencePathForced()) {
         for (int i = 0; i < nPixels; ++i) {
             float fValue = 0.0f;
             for (int c = 0; c < n; ++c) {

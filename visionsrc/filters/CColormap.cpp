@@ -236,7 +236,7 @@ template <class T> void CColormap<T>::mapToRGB(int x, int y, float& r, float& g,
 
 template <class T> void CColormap<T>::exec()
 {
-    if (tirn::useReferencePath())
+    if (tirn::referencePathForced())
         execReference();
     else
         execFast();

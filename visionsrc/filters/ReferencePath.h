@@ -1,19 +1,19 @@
-// The switch that makes every filter with a fast path run its straightforward
-// transcription instead. Tests run both paths and compare them bit for bit.
-#ifndef FILTERS_REFERENCEPATH_H
-#define FILTERS_REFERENCEPATH_H
+// Switch between the fast drivers and the straightforward transcriptions
+// they are tested against.
+#ifndef REFERENCEPATH_H
+#define REFERENCEPATH_H
 
 #include <cstdlib>
 #include <cstring>
 
 namespace tirn {
 
-// TIRN_REFERENCE=1 in the environment selects the reference path. Read at
-// every call so that a test can switch within one process.
-inline bool useReferencePath()
+// TIRN_REFERENCE set to anything but "" or "0" forces every filter onto its
+// reference path. Read at each call so tests can flip it.
+inline bool referencePathForced()
 {
     const char* pcValue = std::getenv("TIRN_REFERENCE");
-    return pcValue && std::strcmp(pcValue, "1") == 0;
+    return pcValue && *pcValue && std::strcmp(pcValue, "0") != 0;
 }
 
 } // namespace tirn
