@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <utility>
 #include <vector>
 
 #include "filters/ReferencePath.h"
@@ -260,9 +259,12 @@ template <class T> void CColormap<T>::execReference()
 
 // Rows outermost. The pixels are visited column by column (x outer, y inner)
 // by definition, and that order shows where a scale writes nothing: such a
-// pixel repeats the colour of the pixel before it in that order. The row pass
-// leaves those pixels out and a second pass fills them in column order, which
-// gives exactly the colours of the column walk.
+// pixel repeats the colour of the pixel visited before it. Below row 0 that
+// is the pixel above, final by the time its row is done, so the row pass
+// copies it at once. A pixel in row 0 takes the colour at the bottom of the
+// column to its left, known only after the whole pass: those columns are
+// filled from row 0 down to their first written pixel at the end. The
+// result is exactly that of the column walk.
 template <class T> void CColormap<T>::execFast()
 {
     const int w = pInput->width(), h = pInput->height();
@@ -273,7 +275,8 @@ template <class T> void CColormap<T>::execFast()
     const int nRead = channelsRead(eType);
     const CImage<T>& in = *pInput;
     CImage<T>& out = *pOutput;
-    std::vector<std::pair<int, int>> unwritten; // (x, y)
+    std::vector<int> firstWritten(w, -1), lastWritten(w, -1);
+    bool bAnyUnwritten = false;
 
     withScheme(eType, [&](auto map) {
         for (int y = 0; y < h; ++y) {
@@ -285,28 +288,55 @@ template <class T> void CColormap<T>::execFast()
             T* pR = out.getChannelPtr(0)->getRowPtr(y);
             T* pG = out.getChannelPtr(1)->getRowPtr(y);
             T* pB = out.getChannelPtr(2)->getRowPtr(y);
+            const T* pAboveR = y > 0 ? out.getChannelPtr(0)->getRowPtr(y - 1) : nullptr;
+            const T* pAboveG = y > 0 ? out.getChannelPtr(1)->getRowPtr(y - 1) : nullptr;
+            const T* pAboveB = y > 0 ? out.getChannelPtr(2)->getRowPtr(y - 1) : nullptr;
             for (int x = 0; x < w; ++x) {
                 float r, g, b;
-                if (map(float(pV[x]), float(pW[x]), float(pU[x]), r, g, b))
+                if (map(float(pV[x]), float(pW[x]), float(pU[x]), r, g, b)) {
                     storeColour(pR, pG, pB, x, r, g, b);
-                else
-                    unwritten.emplace_back(x, y);
+                    if (firstWritten[x] < 0)
+                        firstWritten[x] = y;
+                    lastWritten[x] = y;
+                } else if (y > 0) {
+                    // Wrong for now if the pixel above waits for the end as
+                    // well; the final fill overwrites it then.
+                    pR[x] = pAboveR[x];
+                    pG[x] = pAboveG[x];
+                    pB[x] = pAboveB[x];
+                } else {
+                    bAnyUnwritten = true;
+                }
             }
         }
     });
-    if (unwritten.empty())
+    if (!bAnyUnwritten)
         return;
-    std::sort(unwritten.begin(), unwritten.end());
-    for (const auto& at : unwritten) {
-        const int x = at.first, y = at.second;
+    // The colour entering column x: the last written pixel of the nearest
+    // column to its left that has one; black before the first pixel.
+    std::vector<T> carried(3 * std::size_t(w));
+    T aCurrent[3] = {T(0), T(0), T(0)};
+    for (int x = 0; x < w; ++x) {
+        for (int c = 0; c < 3; ++c)
+            carried[3 * x + c] = aCurrent[c];
+        if (lastWritten[x] >= 0)
+            for (int c = 0; c < 3; ++c)
+                aCurrent[c] = out.getPixel(x, lastWritten[x], c);
+    }
+    for (int y = 0; y < h; ++y) {
+        bool bRowTouched = false;
         for (int c = 0; c < 3; ++c) {
-            T value = T(0); // black before the first pixel
-            if (y > 0)
-                value = out.getPixel(x, y - 1, c);
-            else if (x > 0)
-                value = out.getPixel(x - 1, h - 1, c);
-            out.setPixel(x, y, c, value);
+            T* pOut = out.getChannelPtr(c)->getRowPtr(y);
+            for (int x = 0; x < w; ++x) {
+                const int iEnd = firstWritten[x] < 0 ? h : firstWritten[x];
+                if (y < iEnd) {
+                    pOut[x] = carried[3 * x + c];
+                    bRowTouched = true;
+                }
+            }
         }
+        if (!bRowTouched)
+            break; // every column has its first written pixel above
     }
 }
 
