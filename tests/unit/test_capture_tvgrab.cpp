@@ -12,6 +12,8 @@
 
 #include <sys/time.h>
 
+#include <libv4l1.h>
+
 #include <gtest/gtest.h>
 
 #include "FakeVideoDevices.h"
@@ -402,4 +404,14 @@ TEST_F(CaptureTVGrabDeathTest, AFailedSyncOrRequestInTheThreadEndsTheProcess)
             sleepFrames(50);
         },
         "vfl:VIDIOCMCAPTURE: Input/output error");
+}
+
+TEST_F(CaptureTVGrab, WithoutAnInstalledDriverDevicesGoThroughLibv4l1)
+{
+    const TDeviceAccess* pFake = CImageTVGrab::setDeviceAccess(nullptr);
+    const TDeviceAccess* pDefault = CImageTVGrab::setDeviceAccess(pFake);
+    EXPECT_EQ(pDefault, &tirn::libv4l1Access());
+    EXPECT_EQ(pDefault->mmap, &v4l1_mmap);
+    EXPECT_EQ(pDefault->munmap, &v4l1_munmap);
+    EXPECT_EQ(pDefault->close, &v4l1_close);
 }

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <libv4l2.h>
 
 #include "FakeVideoDevices.h"
 #include "PixelTypes.h"
@@ -180,4 +181,14 @@ TEST_F(CaptureUSBGrab, FailuresAreThrownAndTheDeviceIsReleased)
     EXPECT_EQ(stats.closes, 1);
     EXPECT_EQ(stats.mapped, 0);
     EXPECT_FALSE(stats.streaming);
+}
+
+TEST_F(CaptureUSBGrab, WithoutAnInstalledDriverCamerasGoThroughLibv4l2)
+{
+    const TDeviceAccess* pFake = CImageUSBGrab::setDeviceAccess(nullptr);
+    const TDeviceAccess* pDefault = CImageUSBGrab::setDeviceAccess(pFake);
+    EXPECT_EQ(pDefault, &tirn::libv4l2Access());
+    EXPECT_EQ(pDefault->mmap, &v4l2_mmap);
+    EXPECT_EQ(pDefault->munmap, &v4l2_munmap);
+    EXPECT_EQ(pDefault->close, &v4l2_close);
 }
