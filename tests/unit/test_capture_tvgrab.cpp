@@ -259,10 +259,10 @@ TEST_F(CaptureTVGrab, SizesTheCardCannotDeliverAreRefused)
               "vfl:setsize: width to large(400) \n");
     EXPECT_EQ(exceptionText([&] { grabber.setsize(0, 0); }),
               "vfl:setsize: size 0x0 does not fit the frame buffers \n");
-    EXPECT_EQ(exceptionText([&] { grabber.setsize(-8, 0); }),
-              "vfl:setsize: size -8x-6 does not fit the frame buffers \n");
     EXPECT_EQ(exceptionText([&] { grabber.setsize(320, 241); }),
               "vfl:setsize: size 320x241 does not fit the frame buffers \n");
+    EXPECT_EQ(exceptionText([&] { grabber.setsize(-8, 0); }),
+              "vfl:setsize: size -8x-6 does not fit the frame buffers \n");
     EXPECT_EQ(exceptionText([] { CImageTVGrab(2, 300000000); }),
               "vfl:setsize: size 2x300000000 does not fit the frame buffers \n");
     // The device keeps its size; the frames say so.

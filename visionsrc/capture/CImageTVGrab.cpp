@@ -335,9 +335,17 @@ void CImageTVGrab::save_setparams()
 
 void CImageTVGrab::setsize(int iWidth, int iHeight)
 {
+    const int iOldWidth = width, iOldHeight = height;
     width = iWidth;
     height = heightFor(iWidth, iHeight);
-    save_setparams();
+    try {
+        save_setparams();
+    } catch (const CException&) {
+        // A refused size changes nothing, so the next grab still works.
+        width = iOldWidth;
+        height = iOldHeight;
+        throw;
+    }
 }
 
 float CImageTVGrab::grab(CImage<unsigned char>& image)

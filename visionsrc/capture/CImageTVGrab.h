@@ -17,8 +17,8 @@ extern double vflg_starttime;
 // Live colour frames from "/dev/video0" .. "/dev/video3" through the
 // version-1 video interface. Any number of objects share a device; the first
 // opens it and starts its capture thread, the last stops the thread and
-// closes it. One object is used by one thread at a time; different objects
-// may be used from different threads.
+// closes it. One object is used by one thread at a time; objects of one
+// device used from different threads take turns in grab and setsize.
 class CImageTVGrab
 {
 public:
@@ -31,13 +31,15 @@ public:
     CImageTVGrab(const CImageTVGrab&) = delete;
     CImageTVGrab& operator=(const CImageTVGrab&) = delete;
 
-    // Waits for a frame no earlier grab of this device has announced, copies
-    // it as red, green and blue channels and returns its time in seconds
+    // Waits until the device has a frame that no grab has taken yet (the
+    // newest one only: frames nobody took are dropped), copies it as red,
+    // green and blue channels and returns the time of the copy in seconds
     // relative to vflg_starttime. The image gets the size of the copied
     // frame, which another object of the device may have changed.
     float grab(CImage<unsigned char>& image);
     // iHeight 0 means iWidth*3/4. Changes the size for every object of the
-    // device; returns once the frames of the old size are gone.
+    // device; returns once the frames of the old size are gone. A refused
+    // size leaves everything as it was.
     void setsize(int iWidth, int iHeight);
 
     // The driver calls used by devices opened from now on; null restores

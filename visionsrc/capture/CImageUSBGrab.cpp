@@ -1,5 +1,6 @@
 #include "capture/CImageUSBGrab.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -96,8 +97,7 @@ void CImageUSBGrab::startCapture(int iWidth, int iHeight)
         throw CException("vfl:VIDIOC_S_FMT: unusable size %ux%u\n", w, h);
     m_iWidth = int(w);
     m_iHeight = int(h);
-    m_iBytesPerLine = int(format.fmt.pix.bytesperline < 3 * w ? 3 * w
-                                                               : format.fmt.pix.bytesperline);
+    m_bytesPerLine = std::max<std::size_t>(format.fmt.pix.bytesperline, std::size_t(w) * 3);
 
     v4l2_requestbuffers buffers = {};
     buffers.count = kBufferCount;
@@ -190,8 +190,7 @@ void CImageUSBGrab::captureLoop()
 {
     const TDeviceAccess& io = *m_pAccess;
     const std::size_t rowBytes = std::size_t(m_iWidth) * 3;
-    const std::size_t frameBytes =
-        std::size_t(m_iBytesPerLine) * std::size_t(m_iHeight - 1) + rowBytes;
+    const std::size_t frameBytes = m_bytesPerLine * std::size_t(m_iHeight - 1) + rowBytes;
     auto fail = [&](const char* pcRequest) {
         char acError[200];
         std::snprintf(acError, sizeof acError, "vfl:%s: %s\n", pcRequest, std::strerror(errno));
@@ -223,7 +222,7 @@ void CImageUSBGrab::captureLoop()
             std::lock_guard<std::mutex> lock(m_mutex);
             for (int y = 0; y < m_iHeight; ++y)
                 std::memcpy(&m_latest[std::size_t(y) * rowBytes],
-                            pSource + std::size_t(y) * std::size_t(m_iBytesPerLine), rowBytes);
+                            pSource + std::size_t(y) * m_bytesPerLine, rowBytes);
             ++m_ulFrames;
             m_dFrameTime = dTime;
             m_frameArrived.notify_all();

@@ -67,7 +67,7 @@ private:
     int m_fd = -1;
     int m_iWidth = 0;
     int m_iHeight = 0;
-    int m_iBytesPerLine = 0;
+    std::size_t m_bytesPerLine = 0;
     double m_dStartTime = 0.0;
     std::vector<TMappedBuffer> m_buffers;
     std::thread m_thread;
