@@ -8,6 +8,7 @@
 #include "FileTestUtils.h"
 #include "PixelTypes.h"
 #include "fileio/CImageFileIO.h"
+#include "fileio/MagickSession.h"
 
 using namespace testfiles;
 
@@ -169,6 +170,9 @@ TEST(TiffReadingRefusals, DeepColourAndMixedSizeFilesLeaveTheImageAlone)
 
 TEST(TiffReadingRefusals, MissingAndCorruptFiles)
 {
+    // Regression: once GraphicsMagick is initialised its process-wide
+    // libtiff handlers abort on diagnostics from reads outside it.
+    tirn::ensureMagickInitialised();
     TempDir dir;
     std::string sOut;
     CImage<float> image = sentinel<float>();

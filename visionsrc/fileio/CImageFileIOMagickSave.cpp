@@ -16,9 +16,12 @@
 
 namespace {
 
-// Image values to the 0..1 of GraphicsMagick's float pixels. Values already
-// within 0..255 (all 8-bit data) are taken as they are; deeper data beyond
-// that range is first scaled from the image's minimum and maximum to 0..255.
+// Image values to the 8-bit components the files are written with. Values
+// already within 0..255 (all 8-bit data) are taken as they are; deeper data
+// beyond that range is first scaled from the image's minimum and maximum to
+// 0..255. The component is value / divisor of full scale, rounded to the
+// nearest of the 256 steps here rather than left to GraphicsMagick, so that
+// 8-bit data is written exactly.
 class ValueScale
 {
 public:
@@ -28,17 +31,17 @@ public:
     }
     bool asIs() const { return bAsIs; }
 
-    // Values that leave 0..1 after the divisor (255 divided by 254, NaN)
-    // are clamped here, so GraphicsMagick only ever sees valid components.
-    float unit(double dValue, double dDivisor) const
+    // Components beyond full scale (255 over a divisor of 254) are clamped
+    // to white, NaN gives black.
+    unsigned char component(double dValue, double dDivisor) const
     {
         double d = dValue;
         if (!bAsIs)
             d = dRange > 0.0 ? (dValue - dMin) * 255.0 / dRange : 0.0;
-        d /= dDivisor;
+        d = std::rint(d / dDivisor * 255.0);
         if (!(d > 0.0))
-            return 0.0f;
-        return d < 1.0 ? float(d) : 1.0f;
+            return 0;
+        return d < 255.0 ? static_cast<unsigned char>(d) : 255;
     }
 
 private:
@@ -56,15 +59,15 @@ Magick::Image makePicture(const CImage<T>& image, const int* piChannels, int nCh
 {
     const int iWidth = image.width();
     const int iHeight = image.height();
-    std::vector<float> samples(std::size_t(iWidth) * std::size_t(iHeight) * 3);
-    float* p = samples.data();
+    std::vector<unsigned char> samples(std::size_t(iWidth) * std::size_t(iHeight) * 3);
+    unsigned char* p = samples.data();
     for (int y = 0; y < iHeight; ++y)
         for (int x = 0; x < iWidth; ++x)
             for (int k = 0; k < 3; ++k)
-                *p++ = scale.unit(double(image.getPixel(x, iHeight - 1 - y,
+                *p++ = scale.component(double(image.getPixel(x, iHeight - 1 - y,
                                                         piChannels[nChannels == 3 ? k : 0])),
                                   dDivisor);
-    Magick::Image picture(unsigned(iWidth), unsigned(iHeight), "RGB", Magick::FloatPixel,
+    Magick::Image picture(unsigned(iWidth), unsigned(iHeight), "RGB", Magick::CharPixel,
                           samples.data());
     picture.depth(8);
     if (nChannels == 1)

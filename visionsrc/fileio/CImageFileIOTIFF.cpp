@@ -3,7 +3,9 @@
 #include "fileio/CImageFileIO.h"
 
 #include <algorithm>
+#include <cstdarg>
 #include <cstdint>
+#include <cstdio>
 #include <cstring>
 #include <iostream>
 #include <memory>
@@ -20,6 +22,32 @@ struct TiffCloser
     void operator()(TIFF* pTiff) const { TIFFClose(pTiff); }
 };
 using TiffFile = std::unique_ptr<TIFF, TiffCloser>;
+
+// libtiff's diagnostics on standard error, as its default handlers print
+// them. They are bound to our own handles because GraphicsMagick, once
+// initialised, replaces the process-wide handlers with ones that only work
+// inside its own reads.
+int printTiffDiagnostic(TIFF*, void*, const char* pcModule, const char* pcFormat,
+                        va_list args)
+{
+    if (pcModule)
+        std::fprintf(stderr, "%s: ", pcModule);
+    std::vfprintf(stderr, pcFormat, args);
+    std::fprintf(stderr, ".\n");
+    return 1; // handled: the process-wide handlers are not called
+}
+
+TIFF* openTiff(const char* pcPath)
+{
+    TIFFOpenOptions* pOptions = TIFFOpenOptionsAlloc();
+    if (!pOptions)
+        return nullptr;
+    TIFFOpenOptionsSetErrorHandlerExtR(pOptions, printTiffDiagnostic, nullptr);
+    TIFFOpenOptionsSetWarningHandlerExtR(pOptions, printTiffDiagnostic, nullptr);
+    TIFF* pTiff = TIFFOpenExt(pcPath, "r", pOptions);
+    TIFFOpenOptionsFree(pOptions);
+    return pTiff;
+}
 
 // What the reader needs to know of one directory, read before anything is
 // allocated.
@@ -90,7 +118,7 @@ bool readStrips(TIFF* pTiff, std::vector<unsigned char>& buffer)
 
 template <class T> int CImageFileIO<T>::loadTIFF(CImage<T>& image, const char* pcPath)
 {
-    TiffFile tiff(TIFFOpen(pcPath, "r"));
+    TiffFile tiff(openTiff(pcPath));
     if (!tiff)
         return 0;
 
