@@ -1,6 +1,7 @@
 // Files read and written through GraphicsMagick: the listings, the layouts
 // chosen by TImageType, round trips and the failures.
 #include <cmath>
+#include <list>
 #include <set>
 #include <string>
 
@@ -378,4 +379,34 @@ TEST(MagickReading, UnconvertedTypesAndTheAskMagickExtension)
     EXPECT_EQ(read.sOut.rfind("Format: [*]\n Image: " + dir.file("g.") + " found.\n", 0), 0u)
         << read.sOut;
     expectSameChannel(grey, 0, image, 0);
+}
+
+TEST(MagickReading, FramesOfAnotherSizeAreLeftOut)
+{
+    TempDir dir;
+    tirn::ensureMagickInitialised();
+    const std::string sPath = dir.file("sizes.miff");
+    {
+        const unsigned char big[12] = {200, 10, 20, 30, 40, 50, 60, 70, 80, 90, 100, 110};
+        const unsigned char small[9] = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+        const unsigned char same[12] = {9, 8, 7, 6, 5, 4, 3, 2, 1, 250, 240, 230};
+        std::list<Magick::Image> frames;
+        frames.emplace_back(2, 2, "RGB", Magick::CharPixel, big);
+        frames.emplace_back(3, 1, "RGB", Magick::CharPixel, small);
+        frames.emplace_back(2, 2, "RGB", Magick::CharPixel, same);
+        Magick::writeImages(frames.begin(), frames.end(), sPath);
+    }
+    CImage<unsigned short> image(1, 1, 1);
+    const Captured read = load(image, sPath);
+    ASSERT_EQ(read.iResult, 1) << read.sOut;
+    EXPECT_EQ(read.sOut.substr(read.sOut.find(" Images:")),
+              " Images: 3\n Type  : Truecolor\n Colors: 4\n Label : \n"
+              "CImageFileIO: frame 1 is 3 x 1, not 2 x 2; left out\n");
+    ASSERT_EQ(image.channels(), 6);
+    // Rows upside down: the file's first row is the image's last.
+    EXPECT_EQ(image.getPixel(0, 1, 0), 200);
+    EXPECT_EQ(image.getPixel(1, 1, 2), 50);
+    EXPECT_EQ(image.getPixel(0, 0, 1), 70);
+    EXPECT_EQ(image.getPixel(0, 1, 3), 9);
+    EXPECT_EQ(image.getPixel(1, 0, 5), 230);
 }
