@@ -228,10 +228,11 @@ TEST(GiplFormat, ShortMissingAndHugeFiles)
     EXPECT_NE(sOut.find(" Image too large (65535 x 65535 x 2)"), std::string::npos) << sOut;
     EXPECT_EQ(untouched.width(), 2);
 
-    // Zero slices: an image without channels.
-    writeBytes(sPath, giplHeader(3, 3, 0, 8));
+    // Zero slices: an image without channels, whatever the plane size.
+    writeBytes(sPath, giplHeader(65535, 65535, 0, 16));
     EXPECT_EQ(loadQuiet(untouched, sPath, FORMAT_GIPL), 1);
     EXPECT_EQ(untouched.channels(), 0);
+    EXPECT_EQ(untouched.width(), 65535);
 }
 
 TEST(GiplFormatDeathTest, UnknownTypeEndsTheProcess)
@@ -425,6 +426,11 @@ TEST(LanFormat, MissingShortAndHugeFiles)
     writeBytes(sPath, lanFile(0, 60000, 100000, 100000, {}));
     EXPECT_EQ(loadQuiet(image, sPath, FORMAT_LAN, &sOut), 0);
     EXPECT_NE(sOut.find(" Image too large (100000 x 100000 x 60000)"), std::string::npos);
+
+    // No bands: any width is harmless.
+    writeBytes(sPath, lanFile(0, 0, 2000000000, 1, {1, 2, 3}));
+    EXPECT_EQ(loadQuiet(image, sPath, FORMAT_LAN), 1);
+    EXPECT_EQ(image.channels(), 0);
 
     writeBytes(sPath, lanFile(0, 1, -5, 3, {1, 2, 3}));
     EXPECT_EQ(loadQuiet(image, sPath, FORMAT_LAN), 1);

@@ -254,6 +254,9 @@ TEST(MtxFormat, UncompressedFilesAndOddHeaders)
     ASSERT_EQ(loadQuiet(image, sPath, FORMAT_MTX), 1);
     EXPECT_EQ(image.width(), -4);
     EXPECT_EQ(image.getChannelPtr(0)->pixelCount(), 0);
+    writeBytes(sPath, mtxBytes(1, 2000000000, 0, 1, 8, {}));
+    ASSERT_EQ(loadQuiet(image, sPath, FORMAT_MTX), 1);
+    EXPECT_EQ(image.width(), 2000000000);
     writeBytes(sPath, mtxBytes(1, 4, 3, -2, 8, {}));
     ASSERT_EQ(loadQuiet(image, sPath, FORMAT_MTX), 1);
     EXPECT_EQ(image.channels(), 0);

@@ -2,6 +2,9 @@
 
 #include <cstdio>
 #include <cstring>
+#include <new>
+
+#include "fileio/ImageSizeLimit.h"
 
 namespace {
 
@@ -68,9 +71,15 @@ int CImageFileIO<T>::load(CImage<T>& image, char const* path, TDataFormat format
     default:
         return 1;
     }
-    if (iResult)
+    if (!iResult)
+        return 0;
+    try {
         image = temp.deepCopy();
-    return iResult;
+    } catch (const std::bad_alloc&) {
+        tirn::reportImageTooLarge(temp.width(), temp.height(), temp.channels());
+        return 0;
+    }
+    return 1;
 }
 
 template <class T>

@@ -3,8 +3,10 @@
 
 #include "image/CImage.h"
 
-// File format of a load or save call; the host passes it as an int.
-enum TDataFormat
+// File format of a load or save call. The host passes any int, so the
+// underlying type is fixed: every int is a valid value and the unknown ones
+// reach the dispatch as they are.
+enum TDataFormat : int
 {
     FORMAT_TIFF = 0,    // read through libtiff; never written
     FORMAT_MTX = 1,     // the library's gzip-compressed matrix format
@@ -15,7 +17,7 @@ enum TDataFormat
 
 // Layout of a file written through GraphicsMagick; the host passes it as an
 // int and values above IMAGE_CHANNEL_STACK reach save() unchanged.
-enum TImageType
+enum TImageType : int
 {
     IMAGE_SINGLE = 0,        // one grey or RGB picture, else one file per channel
     IMAGE_RGB_STACK = 1,     // channels 3k..3k+2 form RGB frame k

@@ -64,6 +64,10 @@ template <> int readSlice(CCompressedIFStream& in, float* p, int n, int offset)
 // (zero for the first slice, the previous slice's values after it).
 template <class S, class T> void readSlices(CCompressedIFStream& in, CImage<T>& image)
 {
+    // Without slices a header may claim any plane size; w * h is only
+    // known to fit for a volume that has samples.
+    if (image.channels() < 1)
+        return;
     const int w = image.width(), h = image.height();
     const int nSlice = w * h;
     std::vector<S> slice(nSlice);

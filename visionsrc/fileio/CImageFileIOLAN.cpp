@@ -79,8 +79,13 @@ template <class T> int CImageFileIO<T>::loadLAN(CImage<T>& image, const char* pc
     // Samples a short file does not deliver keep the zeros of the resize.
     in.clear();
     in.seekg(kHeaderBytes);
-    std::vector<unsigned char> row(std::size_t(iWidth > 0 ? iWidth : 0));
-    for (int y = 0; y < iHeight && !row.empty(); ++y)
+    // Without bands or rows the width is unchecked: no row buffer then.
+    if (iWidth < 1 || iHeight < 1 || nBands < 1) {
+        in.close();
+        return 1;
+    }
+    std::vector<unsigned char> row(static_cast<std::size_t>(iWidth));
+    for (int y = 0; y < iHeight; ++y)
         for (int c = 0; c < nBands; ++c) {
             in.read(reinterpret_cast<char*>(row.data()), std::streamsize(row.size()));
             const int nRead = int(in.gcount());

@@ -24,6 +24,8 @@ constexpr int kInfoBytes = 64;
 template <class S, class T>
 void readColumnMajor(igzstream& in, CImage<T>& image, int iChannel)
 {
+    if (image.width() < 1 || image.height() < 1)
+        return; // an empty plane of a header's (unchecked) width
     S sample = S(0);
     for (int x = 0; x < image.width(); ++x)
         for (int y = 0; y < image.height(); ++y) {
