@@ -1,0 +1,15 @@
+// GraphicsMagick must be initialised once per process before its first use.
+// The library has no start-up of its own that runs both inside the host and
+// in the tests, so every GraphicsMagick path asks for it first.
+#ifndef MAGICKSESSION_H
+#define MAGICKSESSION_H
+
+namespace tirn {
+
+// Initialises GraphicsMagick on the first call; later and concurrent calls
+// wait for that one and return.
+void ensureMagickInitialised();
+
+} // namespace tirn
+
+#endif
