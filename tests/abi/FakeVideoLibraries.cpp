@@ -19,6 +19,8 @@ void* variadicPointer(va_list args) { return va_arg(args, void*); }
 
 } // namespace
 
+// Visible from the executable (the build hides everything by default).
+#pragma GCC visibility push(default)
 extern "C" {
 
 int v4l1_open(const char* pcFile, int iFlags, ...) { return fake::v4l1Access().open(pcFile, iFlags); }
@@ -54,3 +56,4 @@ void* v4l2_mmap(void* pStart, size_t length, int iProt, int iFlags, int iFd, int
 int v4l2_munmap(void* pStart, size_t length) { return fake::v4l2Access().munmap(pStart, length); }
 
 } // extern "C"
+#pragma GCC visibility pop
