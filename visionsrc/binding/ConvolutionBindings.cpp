@@ -79,10 +79,17 @@ constexpr TDepthMessages kSobel = {
     "unsupported depth for ~CSobelFilter\n", "unsupported depth for ~CSobelFilter\n",
     "unsupported depth for ~CSobelFilter\n"};
 
-// The prohibitMMX wrappers clear the flag whatever the instantiation.
-template <template <class> class C> void prohibitMMXOf(void* pObject, const char* pcRefusal)
+// Clearing the MMX permission reports no depth: the flag is reached through
+// the object's own instantiation, and an object of no known depth is left
+// alone.
+template <template <class> class C> void prohibitMMXOf(void* pObject)
 {
-    onTransformation<C>(pObject, pcRefusal, [](auto& filter) { filter.prohibitMMX(); });
+    switch (transformationDepth(pObject)) {
+    case 32: static_cast<C<float>*>(pObject)->prohibitMMX(); break;
+    case 16: static_cast<C<unsigned short>*>(pObject)->prohibitMMX(); break;
+    case 8: static_cast<C<unsigned char>*>(pObject)->prohibitMMX(); break;
+    default: break;
+    }
 }
 
 } // namespace
@@ -123,7 +130,7 @@ TIRN_WRAPPER(void, CGaussFilter_0_setBandwidth)
                                    [&](auto& filter) { filter.setBandwidth(fSigma); });
 }
 
-TIRN_WRAPPER(void, CGaussFilter_0_prohibitMMX) { prohibitMMXOf<CGaussFilter>(pObject, kGauss.pcSetters); }
+TIRN_WRAPPER(void, CGaussFilter_0_prohibitMMX) { prohibitMMXOf<CGaussFilter>(pObject); }
 
 // --- CMeanFilter ---------------------------------------------------------
 
@@ -131,7 +138,7 @@ TIRN_TRANSFORMATION_CLASS(CMeanFilter, kMean, DepthTest::Kept)
 TIRN_SELECT_BY_TEXT(CMeanFilter)
 TIRN_SELECT_BY_INDEX(CMeanFilter)
 
-TIRN_WRAPPER(void, CMeanFilter_0_prohibitMMX) { prohibitMMXOf<CMeanFilter>(pObject, kMean.pcSetters); }
+TIRN_WRAPPER(void, CMeanFilter_0_prohibitMMX) { prohibitMMXOf<CMeanFilter>(pObject); }
 
 // An n x n box; n is passed on unchecked.
 TIRN_WRAPPER(void, CMeanFilter_0_setNeighborhood)
@@ -170,7 +177,7 @@ TIRN_TRANSFORMATION_IMAGES(CSobelFilter, kSobel, DepthTest::Kept)
 TIRN_SELECT_BY_TEXT(CSobelFilter)
 TIRN_SELECT_BY_INDEX(CSobelFilter)
 
-TIRN_WRAPPER(void, CSobelFilter_0_prohibitMMX) { prohibitMMXOf<CSobelFilter>(pObject, kSobel.pcSetters); }
+TIRN_WRAPPER(void, CSobelFilter_0_prohibitMMX) { prohibitMMXOf<CSobelFilter>(pObject); }
 
 TIRN_WRAPPER(void, CSobelFilter_0_setNeighborhood)
 {
