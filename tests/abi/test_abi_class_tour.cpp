@@ -250,6 +250,18 @@ TEST_F(AbiClassTour, GrabberFailuresAreReportedAndGrabGivesMinusOne)
     EXPECT_EQ(m->create("CImageUSBGrab"), nullptr);
     ASSERT_EQ(errors().size(), 1u);
 
+    // A capture that fails is reported and grab returns -1.
+    config = fake::V4L2Config();
+    config.failDequeueAfter = 1;
+    fake::resetV4L2(config);
+    void* pFailing = m->create("CImageUSBGrab");
+    ASSERT_NE(pFailing, nullptr);
+    void* pImage = image(16);
+    EXPECT_GE(m->call(pFailing, "CImageUSBGrab", "grab", {Arg::image(pImage)}).f, 0.0f);
+    EXPECT_EQ(m->call(pFailing, "CImageUSBGrab", "grab", {Arg::image(pImage)}).f, -1.0f);
+    EXPECT_EQ(errors(), (Errors{{"CImageException:", "vfl:VIDIOC_DQBUF: Input/output error\n"}}));
+    m->release(pFailing);
+
     // An image of no known depth is refused before the camera is asked.
     fake::resetV4L2();
     void* pUSB = m->create("CImageUSBGrab");

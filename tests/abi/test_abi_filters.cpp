@@ -392,6 +392,14 @@ TEST_F(AbiFilters, GenericConvolutionBorrowsMessagesAndChecksTheMaskLength)
     EXPECT_EQ(errors(), Errors());
 }
 
+// The base class's assertions end the process; no wrapper translates them.
+TEST_F(AbiFilters, SelectionBeforeSetInputEndsTheProcess)
+{
+    void* pCombine = filter("CCombineChannel", {I(32)});
+    EXPECT_DEATH(m->call(pCombine, "CCombineChannel", "selectChannel", {I(0), I(1)}),
+                 "pSource!=__null");
+}
+
 // --- Colour-matching functions -------------------------------------------
 
 TEST_F(AbiFilters, DiffImageReturnsANewFloatImage)

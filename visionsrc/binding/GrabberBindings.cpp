@@ -93,7 +93,11 @@ TIRN_WRAPPER(float, CImageUSBGrab_0_grab)
         return kGrabFailed;
     }
     return guardedGrab([&] {
-        return withImage<float>(pImage, [&](auto& image) { return grabber.grab(image, iMode); });
+        switch (depthOf(pImage)) {
+        case 16: return grabber.grab(*static_cast<CImage<unsigned short>*>(pImage), iMode);
+        case 32: return grabber.grab(*static_cast<CImage<float>*>(pImage), iMode);
+        default: return grabber.grab(*static_cast<CImage<unsigned char>*>(pImage), iMode);
+        }
     });
 }
 
