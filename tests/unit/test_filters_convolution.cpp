@@ -1,0 +1,384 @@
+// Convolution filters: masks, border sums, wrap-around, the row driver
+// against the per-pixel reference.
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "PixelTypes.h"
+#include "filters/CGaussFilter.h"
+#include "filters/CGenericConvolution.h"
+#include "filters/CMeanFilter.h"
+#include "filters/CSobelFilter.h"
+
+namespace {
+
+template <class T> CImage<T> filled(int w, int h, int c, T value)
+{
+    CImage<T> image(w, h, c);
+    for (int ch = 0; ch < c; ++ch)
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                image.setPixel(x, y, ch, value);
+    return image;
+}
+
+// 1 ... w*h row by row.
+template <class T> CImage<T> counting(int w, int h)
+{
+    CImage<T> image(w, h, 1);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x)
+            image.setPixel(x, y, 0, T(1 + y * w + x));
+    return image;
+}
+
+template <class T> CImage<T> run(CTransformation<T>& filter, const CImage<T>& src)
+{
+    CImage<T> out(1, 1, 1);
+    filter.setInput(&src);
+    filter.setOutput(&out);
+    filter.exec();
+    return out;
+}
+
+std::vector<float> maskOf(const CConvolution<float>& f)
+{
+    return std::vector<float>(f.mask(), f.mask() + f.maskWidth() * f.maskHeight());
+}
+
+struct ReferenceSwitch
+{
+    explicit ReferenceSwitch(bool bOn)
+    {
+        if (bOn)
+            setenv("TIRN_REFERENCE", "1", 1);
+        else
+            unsetenv("TIRN_REFERENCE");
+    }
+    ~ReferenceSwitch() { unsetenv("TIRN_REFERENCE"); }
+};
+
+} // namespace
+
+TEST(GaussFilter, MasksForSigmaOneAndHalf)
+{
+    CGaussFilter<float> gauss;
+    EXPECT_TRUE(gauss.mmxAllowed());
+    testing::internal::CaptureStdout();
+    gauss.setBandwidth(1.0f);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "\n\n\n");
+    EXPECT_EQ(gauss.maskWidth(), 3);
+    EXPECT_EQ(maskOf(gauss), (std::vector<float>{6, 10, 6, 10, 16, 10, 6, 10, 6}));
+    EXPECT_EQ(gauss.factor(), 0.0125f);
+
+    testing::internal::CaptureStdout();
+    gauss.setBandwidth(0.5f);
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(maskOf(gauss), (std::vector<float>{0, 2, 0, 2, 16, 2, 0, 2, 0}));
+    EXPECT_EQ(gauss.factor(), float(1.0 / 24));
+
+    testing::internal::CaptureStdout();
+    gauss.setBandwidth(2.0f); // 3*2 = 6 is even: size 7, peak 50/7 = 7
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), std::string(7, '\n'));
+    EXPECT_EQ(gauss.maskWidth(), 7);
+    EXPECT_EQ(gauss.mask()[3 * 7 + 3], 7.0f);
+
+    gauss.prohibitMMX();
+    EXPECT_FALSE(gauss.mmxAllowed());
+}
+
+TEST(GaussFilter, ConstantImageAndCornerFade)
+{
+    CGaussFilter<float> gauss;
+    testing::internal::CaptureStdout();
+    gauss.setBandwidth(1.0f);
+    testing::internal::GetCapturedStdout();
+    const CImage<float> out = run(gauss, filled<float>(5, 4, 1, 100.0f));
+    EXPECT_EQ(out.getPixel(2, 2, 0), 100.0f);
+    EXPECT_EQ(out.getPixel(0, 0, 0), 52.5f);   // 42 of 80 weight units
+    EXPECT_EQ(out.getPixel(4, 3, 0), 52.5f);
+    EXPECT_EQ(out.getPixel(2, 0, 0), 0.0125f * 5800.0f); // edge: 58 units
+}
+
+TEST(GaussFilter, WideBandwidthGivesZeroWeightsAndNaN)
+{
+    CGaussFilter<float> gauss;
+    testing::internal::CaptureStdout();
+    gauss.setBandwidth(60.0f);
+    EXPECT_EQ(testing::internal::GetCapturedStdout().size(), 181u);
+    EXPECT_EQ(gauss.maskWidth(), 181);
+    for (int k = 0; k < 181 * 181; ++k)
+        ASSERT_EQ(gauss.mask()[k], 0.0f);
+    EXPECT_EQ(gauss.factor(), std::numeric_limits<float>::infinity());
+    const CImage<float> out = run(gauss, filled<float>(3, 2, 1, 7.0f));
+    EXPECT_TRUE(std::isnan(out.getPixel(0, 0, 0)));
+    EXPECT_TRUE(std::isnan(out.getPixel(2, 1, 0)));
+
+    testing::internal::CaptureStdout();
+    gauss.setBandwidth(-1.0f); // size below 1: no weights at all
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(gauss.factor(), std::numeric_limits<float>::infinity());
+    EXPECT_THROW(gauss.setBandwidth(std::nanf("")), CException);
+    EXPECT_THROW(gauss.setBandwidth(1e9f), CException);
+}
+
+template <class T> class ConvolutionTyped : public ::testing::Test
+{
+};
+TYPED_TEST_SUITE(ConvolutionTyped, PixelTypes);
+
+TYPED_TEST(ConvolutionTyped, MeanAveragesWhatExists)
+{
+    using T = TypeParam;
+    CMeanFilter<T> mean;
+    EXPECT_FALSE(mean.mmxAllowed());
+    mean.setNeighborhood(3, 3);
+    CImage<T> constant = run(mean, filled<T>(4, 3, 1, T(9)));
+    for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 4; ++x)
+            EXPECT_EQ(constant.getPixel(x, y, 0), T(9));
+
+    const CImage<T> out = run(mean, counting<T>(3, 3));
+    EXPECT_EQ(out.getPixel(1, 1, 0), T(5));
+    EXPECT_EQ(out.getPixel(0, 0, 0), T(3));  // (1+2+4+5)/4
+    EXPECT_EQ(out.getPixel(2, 0, 0), T(4));  // (2+3+5+6)/4
+    EXPECT_EQ(out.getPixel(1, 0, 0), T(3.5f)); // 21/6: truncated at 8 and 16 bits
+
+    mean.setNeighborhood(5, 7); // larger than the image: all border
+    const CImage<T> all = run(mean, counting<T>(3, 3));
+    EXPECT_EQ(all.getPixel(0, 0, 0), T(5));
+    EXPECT_EQ(all.getPixel(2, 2, 0), T(5));
+}
+
+TYPED_TEST(ConvolutionTyped, TruncationAndWrap)
+{
+    using T = TypeParam;
+    CGenericConvolution<T> conv;
+    float two = 2.0f, minusOne = -1.0f;
+    conv.setParameters(&two, 1.0f, 1, 1);
+    CImage<T> out = run(conv, filled<T>(2, 2, 1, T(200)));
+    EXPECT_EQ(out.getPixel(1, 1, 0), sizeof(T) == 1 ? T(144) : T(400));
+    out = run(conv, filled<T>(1, 1, 1, tirn::convertPixel<T>(40000)));
+    if (sizeof(T) == 2) {
+        EXPECT_EQ(out.getPixel(0, 0, 0), T(14464)); // 80000 mod 65536
+    }
+    conv.setParameters(&minusOne, 1.0f, 1, 1);
+    out = run(conv, filled<T>(1, 1, 1, T(1)));
+    EXPECT_EQ(out.getPixel(0, 0, 0), T(sizeof(T) == 1 ? 255 : sizeof(T) == 2 ? 65535 : -1));
+    float third = 1.0f;
+    conv.setParameters(&third, 1.0f / 3.0f, 1, 1);
+    out = run(conv, filled<T>(1, 1, 1, T(8)));
+    EXPECT_EQ(out.getPixel(0, 0, 0), tirn::toPixel<T>(8.0f * (1.0f / 3.0f))); // 2 at 8/16 bits
+}
+
+TYPED_TEST(ConvolutionTyped, SobelResponses)
+{
+    using T = TypeParam;
+    // Columns 0, 0, 80: the horizontal kernel gives -320 before the factor.
+    CImage<T> ramp(3, 3, 1);
+    for (int y = 0; y < 3; ++y)
+        ramp.setPixel(2, y, 0, T(80));
+    CSobelFilter<T> sobel;
+    EXPECT_TRUE(sobel.mmxAllowed());
+    const CImage<T> out = run(sobel, ramp);
+    const float r = 0.0626f * -320.0f;
+    if (tirn::isIntegerPixel<T>())
+        EXPECT_EQ(out.getPixel(1, 1, 0), tirn::toPixel<T>(r)); // wrapped, e.g. 236
+    else
+        EXPECT_EQ(out.getPixel(1, 1, 0), T(-r));
+    if (sizeof(T) == 1) {
+        EXPECT_EQ(out.getPixel(1, 1, 0), T(236));
+    }
+    // Corner (0,0): only the right column's weights -1 (row 1), -2 (row 2)
+    // meet pixels, and of those only column 1 (value 0) lies inside.
+    EXPECT_EQ(out.getPixel(0, 0, 0), T(0));
+}
+
+TEST(SobelFilter, KernelsFactorsAndFallback)
+{
+    CSobelFilter<float> sobel(5, CSobelFilter<float>::HORIZONTAL);
+    EXPECT_EQ(maskOf(sobel), (std::vector<float>{1, 2, 0, -2, -1, 4, 8, 0, -8, -1, 6, 12, 0, -12,
+                                                 -6, 4, 8, 0, -8, -1, 1, 2, 0, -2, -1}));
+    EXPECT_EQ(sobel.factor(), 0.0104266f);
+    sobel.setDirection(CSobelFilter<float>::VERTICAL);
+    EXPECT_EQ(maskOf(sobel), (std::vector<float>{-1, -4, -16, -4, -1, -2, -8, -12, -8, -2, 0, 0, 0,
+                                                 0, 0, 2, 8, 12, 8, 2, 1, 4, 6, 4, 1}));
+    sobel.setNeighborhood(3, 3);
+    EXPECT_EQ(maskOf(sobel), (std::vector<float>{1, 2, 1, 0, 0, 0, -1, -2, -1}));
+    EXPECT_EQ(sobel.factor(), 0.0626f);
+    EXPECT_NE(sobel.factor(), 1.0f / 16);
+
+    testing::internal::CaptureStdout();
+    sobel.setNeighborhood(4, 4);
+    sobel.setParameters(3, 5);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              " Only 3x3 anf 5x5 sobel filter implemented! Switching to 5x5\n"
+              " Only 3x3 anf 5x5 sobel filter implemented! Switching to 5x5\n");
+    EXPECT_EQ(sobel.maskWidth(), 5);
+    EXPECT_EQ(sobel.mask()[2], -16.0f);
+
+    // An unknown direction loads nothing and keeps the previous mask.
+    sobel.setDirection(static_cast<CSobelFilter<float>::TDirection>(2));
+    sobel.setNeighborhood(3, 3);
+    EXPECT_EQ(sobel.maskWidth(), 5);
+    EXPECT_EQ(sobel.mask()[2], -16.0f);
+
+    CSobelFilter<float> standard;
+    EXPECT_EQ(standard.direction(), CSobelFilter<float>::HORIZONTAL);
+    EXPECT_EQ(maskOf(standard), (std::vector<float>{1, 0, -1, 2, 0, -2, 1, 0, -1}));
+
+    // Depth 32 responses are never negative, either direction.
+    std::mt19937 random(3);
+    CImage<float> noise(9, 8, 1);
+    for (int y = 0; y < 8; ++y)
+        for (int x = 0; x < 9; ++x)
+            noise.setPixel(x, y, 0, float(random() % 200));
+    for (auto dir : {CSobelFilter<float>::HORIZONTAL, CSobelFilter<float>::VERTICAL}) {
+        CSobelFilter<float> s(5, dir);
+        const CImage<float> out = run(s, noise);
+        for (int y = 0; y < 8; ++y)
+            for (int x = 0; x < 9; ++x)
+                ASSERT_GE(out.getPixel(x, y, 0), 0.0f);
+    }
+}
+
+TEST(ConvolutionState, IntegerMaskDivisorAndRefusals)
+{
+    CGenericConvolution<unsigned char> conv;
+    EXPECT_FALSE(conv.mmxAllowed());
+    float weights[6] = {1.9f, -2.7f, 70000.0f, 0.5f, -1.0f, 3.0f};
+    conv.setParameters(weights, 0.3f, 3, 2);
+    const short* p = conv.integerMask();
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(p) % 32, 0u);
+    EXPECT_EQ(std::vector<short>(p, p + 8), (std::vector<short>{1, -2, 4464, 0, 0, -1, 3, 0}));
+    EXPECT_EQ(conv.integerDivisor(), 3);
+    conv.setParameters(weights, 0.001f, 3, 2);
+    EXPECT_EQ(conv.integerDivisor(), 231); // 0.001f is above 1/1000: 999 mod 256
+    weights[0] = 99.0f; // the mask is a copy
+    EXPECT_EQ(conv.mask()[0], 1.9f);
+
+    // No mask yet: exec is refused before the target is touched.
+    CMeanFilter<float> mean;
+    CImage<float> src = filled<float>(2, 2, 1, 1.0f), tgt(1, 1, 1);
+    mean.setInput(&src);
+    mean.setOutput(&tgt);
+    try {
+        mean.exec();
+        FAIL() << "exec without a mask must throw";
+    } catch (const CException& e) {
+        EXPECT_STREQ(e.what(), "CConvolution: no mask set! Set the mask before exec().");
+    }
+    EXPECT_EQ(tgt.width(), 1);
+    EXPECT_THROW(mean.setNeighborhood(10000, 10000), CException);
+}
+
+TEST(ConvolutionState, EvenAndDegenerateSizes)
+{
+    // A 2x2 mask spans 3x3 positions; the missing column and row weigh 0.
+    CGenericConvolution<float> conv;
+    float weights[4] = {1, 2, 3, 4};
+    conv.setParameters(weights, 1.0f, 2, 2);
+    CImage<float> out = run(conv, counting<float>(3, 3));
+    EXPECT_EQ(out.getPixel(1, 1, 0), 1 * 1 + 2 * 2 + 3 * 4 + 4 * 5.0f);
+    EXPECT_EQ(out.getPixel(0, 0, 0), 4 * 1.0f); // only (0,0) under weight 4
+
+    // A mean filter with an even side counts the zero-weight positions too.
+    CMeanFilter<float> mean;
+    mean.setNeighborhood(2, 1);
+    out = run(mean, counting<float>(3, 1));
+    EXPECT_EQ(out.getPixel(1, 0, 0), (1 + 2) / 3.0f);
+
+    // Sizes the scripting layer passes on unchecked: no crash, defined values.
+    mean.setNeighborhood(0, 0);
+    out = run(mean, counting<float>(2, 2));
+    EXPECT_EQ(out.getPixel(1, 1, 0), 0.0f);
+    mean.setNeighborhood(-3, -3);
+    out = run(mean, counting<float>(2, 2));
+    EXPECT_TRUE(std::isnan(out.getPixel(1, 1, 0)));
+
+    float nanFactor = 1.0f;
+    conv.setParameters(&nanFactor, std::nanf(""), 1, 1); // NaN counts as a factor
+    out = run(conv, counting<float>(2, 1));
+    EXPECT_TRUE(std::isnan(out.getPixel(0, 0, 0)));
+}
+
+TEST(ConvolutionState, OnlySelectedChannelsAreFiltered)
+{
+    CImage<unsigned short> src(3, 3, 2);
+    for (int c = 0; c < 2; ++c)
+        for (int y = 0; y < 3; ++y)
+            for (int x = 0; x < 3; ++x)
+                src.setPixel(x, y, c, (unsigned short)(1 + 3 * y + x + 100 * c));
+    CMeanFilter<unsigned short> mean;
+    mean.setNeighborhood(3, 3);
+    CImage<unsigned short> out(1, 1, 1);
+    mean.setInput(&src);
+    mean.setOutput(&out);
+    ASSERT_EQ(mean.selectChannel("#X"), 1);
+    mean.exec();
+    EXPECT_EQ(out.getPixel(0, 0, 0), 1);
+    EXPECT_EQ(out.getPixel(0, 0, 1), 103);
+    EXPECT_EQ(out.getPixel(1, 1, 1), 105);
+}
+
+// The row driver must give the per-pixel reference's results bit for bit.
+TYPED_TEST(ConvolutionTyped, RowDriverMatchesReference)
+{
+    using T = TypeParam;
+    std::mt19937 random(42);
+    std::vector<std::unique_ptr<CConvolution<T>>> filters;
+    for (int n : {1, 2, 3, 4, 5, 7}) {
+        auto mean = std::make_unique<CMeanFilter<T>>();
+        mean->setNeighborhood(n, n == 4 ? 3 : n);
+        filters.push_back(std::move(mean));
+    }
+    for (float sigma : {0.5f, 1.0f, 2.0f}) {
+        auto gauss = std::make_unique<CGaussFilter<T>>();
+        testing::internal::CaptureStdout();
+        gauss->setBandwidth(sigma);
+        testing::internal::GetCapturedStdout();
+        filters.push_back(std::move(gauss));
+    }
+    for (int size : {3, 5})
+        for (auto dir : {CSobelFilter<T>::HORIZONTAL, CSobelFilter<T>::VERTICAL})
+            filters.push_back(std::make_unique<CSobelFilter<T>>(size, dir));
+    std::uniform_real_distribution<float> weight(-3.0f, 3.0f);
+    for (auto [w, h, factor] : {std::tuple{3, 3, 0.0f}, {2, 3, 0.37f}, {5, 1, 1.0f},
+                                std::tuple{1, 4, 0.0f}, {9, 9, 0.01f}}) {
+        std::vector<float> mask(w * h);
+        for (float& m : mask)
+            m = weight(random);
+        auto conv = std::make_unique<CGenericConvolution<T>>();
+        conv->setParameters(mask.data(), factor, w, h);
+        filters.push_back(std::move(conv));
+    }
+
+    const int sizes[][2] = {{1, 1}, {2, 3}, {3, 1}, {1, 3}, {7, 5}, {13, 1}, {31, 17}, {16, 16}};
+    std::uniform_int_distribution<int> value(0, tirn::isIntegerPixel<T>() ? 65535 : 1000);
+    for (auto& size : sizes) {
+        CImage<T> src(size[0], size[1], 1);
+        for (int y = 0; y < size[1]; ++y)
+            for (int x = 0; x < size[0]; ++x)
+                src.setPixel(x, y, 0, tirn::convertPixel<T>(value(random)));
+        for (std::size_t f = 0; f < filters.size(); ++f) {
+            SCOPED_TRACE(testing::Message() << "filter " << f << " on " << size[0] << "x" << size[1]);
+            CImage<T> fast(1, 1, 1), reference(1, 1, 1);
+            {
+                ReferenceSwitch off(false);
+                fast = run(*filters[f], src);
+            }
+            {
+                ReferenceSwitch on(true);
+                reference = run(*filters[f], src);
+            }
+            ASSERT_EQ(std::memcmp(fast.getChannelDataPtr(0), reference.getChannelDataPtr(0),
+                                  sizeof(T) * src.pixelsPerChannel()),
+                      0);
+        }
+    }
+}

@@ -1,0 +1,334 @@
+// Rank-order filters and the statistics helpers they share.
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "PixelTypes.h"
+#include "filters/CMedianFilter.h"
+#include "filters/CRankFilter.h"
+#include "filters/CsimpleMedian.h"
+#include "filters/utils.h"
+
+namespace {
+
+// 1 ... w*h row by row.
+template <class T> CImage<T> counting(int w, int h)
+{
+    CImage<T> image(w, h, 1);
+    for (int y = 0; y < h; ++y)
+        for (int x = 0; x < w; ++x)
+            image.setPixel(x, y, 0, T(1 + y * w + x));
+    return image;
+}
+
+template <class T> CImage<T> run(CTransformation<T>& filter, const CImage<T>& src)
+{
+    CImage<T> out(1, 1, 1);
+    filter.setInput(&src);
+    filter.setOutput(&out);
+    filter.exec();
+    return out;
+}
+
+template <class T> std::vector<T> pixels(const CImage<T>& image, int c = 0)
+{
+    const T* p = image.getChannelDataPtr(c);
+    return std::vector<T>(p, p + image.pixelsPerChannel());
+}
+
+template <class T> CImage<T> randomImage(int w, int h, int c, std::mt19937& random)
+{
+    CImage<T> image(w, h, c);
+    std::uniform_int_distribution<int> value(0, 40); // many ties
+    std::uniform_int_distribution<int> wide(0, sizeof(T) == 1 ? 255 : 65535);
+    for (int ch = 0; ch < c; ++ch)
+        for (int k = 0; k < w * h; ++k) {
+            T v = T(ch == 0 ? value(random) : wide(random)); // channel 1: the whole range
+            if constexpr (!tirn::isIntegerPixel<T>())
+                if (value(random) == 0)
+                    v = std::nanf(""); // NaNs make the visiting order observable
+            image.getChannelDataPtr(ch)[k] = v;
+        }
+    return image;
+}
+
+struct ReferenceSwitch
+{
+    explicit ReferenceSwitch(bool bOn)
+    {
+        if (bOn)
+            setenv("TIRN_REFERENCE", "1", 1);
+        else
+            unsetenv("TIRN_REFERENCE");
+    }
+    ~ReferenceSwitch() { unsetenv("TIRN_REFERENCE"); }
+};
+
+template <class T> bool sameBits(const CImage<T>& a, const CImage<T>& b)
+{
+    if (a.width() != b.width() || a.height() != b.height() || a.channels() != b.channels())
+        return false;
+    for (int c = 0; c < a.channels(); ++c)
+        if (std::memcmp(a.getChannelDataPtr(c), b.getChannelDataPtr(c),
+                        sizeof(T) * a.pixelsPerChannel()) != 0)
+            return false;
+    return true;
+}
+
+} // namespace
+
+TEST(StatisticsHelpers, WorkedValues)
+{
+    float a[] = {3, 1, 2, 4};
+    EXPECT_EQ(median(a, 4), 2.0f);
+    float b[] = {2, 1, 1};
+    EXPECT_EQ(minidx(b, 3), 1);
+    float c[] = {1, 3, 3, 0};
+    EXPECT_EQ(maxidx(c, 4), 1);
+    EXPECT_EQ(minidx(c, 0), 0);
+    EXPECT_EQ(mul(c, 0), 1.0f);
+    EXPECT_EQ(sum(c, 0), 0.0f);
+    EXPECT_EQ(mul(c, 3), 9.0f);
+    float d[] = {1, 2, 3, 4};
+    EXPECT_EQ(variance(d, 4), 1.25f);
+    EXPECT_EQ(mean(d, 4), 2.5f);
+    EXPECT_TRUE(std::isnan(mean(d, 0)));
+    unsigned char e[] = {200, 100, 3};
+    EXPECT_EQ(sum(e, 3), 47);        // wraps in 8 bits
+    EXPECT_EQ(mul(e, 2), 32);        // 20000 mod 256
+    EXPECT_EQ(mean(e, 3), 101.0f);   // the float sum does not wrap
+    EXPECT_EQ(minval(e, 3), 3);
+    EXPECT_EQ(maxval(e, 3), 200);
+    EXPECT_EQ(minval(e, 0), 200);    // a[0] when the count is empty
+    unsigned short f[] = {9, 7, 5, 8};
+    EXPECT_EQ(median(f, 4), 7);
+    EXPECT_EQ(median(f, 3), 7);
+    EXPECT_EQ(getRank(-3, 4, f), 5);  // clamped to the smallest
+    EXPECT_EQ(getRank(99, 4, f), 9);  // and to the largest
+    EXPECT_EQ(getRank(0, 0, f), 0);
+}
+
+template <class T> class RankTyped : public ::testing::Test
+{
+};
+TYPED_TEST_SUITE(RankTyped, PixelTypes);
+
+TYPED_TEST(RankTyped, GetRankAgreesWithSorting)
+{
+    using T = TypeParam;
+    std::mt19937 random(7);
+    for (int n = 1; n < 40; ++n)
+        for (int trial = 0; trial < 5; ++trial) {
+            std::vector<T> values(n);
+            for (T& v : values)
+                v = T(random() % (trial == 0 ? 3 : 250)); // with and without many ties
+            std::vector<T> sorted = values;
+            std::sort(sorted.begin(), sorted.end());
+            for (int k = 0; k < n; ++k) {
+                std::vector<T> work = values;
+                ASSERT_EQ(getRank(k, n, work.data()), sorted[k]) << "n=" << n << " k=" << k;
+                std::sort(work.begin(), work.end());
+                ASSERT_EQ(work, sorted); // reordered, never changed
+            }
+        }
+}
+
+TYPED_TEST(RankTyped, MedianFilterWorkedValues)
+{
+    using T = TypeParam;
+    CMedianFilter<T> median3;
+    EXPECT_EQ(median3.size(), 3);
+    const CImage<T> out = run(median3, counting<T>(3, 3));
+    EXPECT_EQ(out.getPixel(1, 1, 0), T(5));
+    EXPECT_EQ(out.getPixel(0, 0, 0), T(2)); // lower median of 1, 2, 4, 5
+    EXPECT_EQ(out.getPixel(1, 0, 0), T(3)); // lower median of 1..6
+    EXPECT_EQ(out.getPixel(2, 2, 0), T(6)); // of 5, 6, 8, 9
+
+    float p[] = {5.9f};
+    median3.setParameters(p);
+    EXPECT_EQ(median3.size(), 5);
+    const CImage<T> wide = run(median3, counting<T>(3, 3));
+    EXPECT_EQ(pixels(wide), std::vector<T>(9, T(5)));
+    median3.setSize(-1); // collects nothing
+    EXPECT_EQ(pixels(run(median3, counting<T>(2, 2))), std::vector<T>(4, T(0)));
+}
+
+TYPED_TEST(RankTyped, RankFilterWorkedValues)
+{
+    using T = TypeParam;
+    const CImage<T> src = counting<T>(4, 3);
+    CRankFilter<T> rank;
+    rank.setRank(0);
+    const CImage<T> minimum = run(rank, src);
+    EXPECT_EQ(minimum.getPixel(1, 1, 0), T(1));
+    EXPECT_EQ(minimum.getPixel(2, 1, 0), T(2));
+    for (int x = 0; x < 4; ++x) { // the one-pixel border is the input
+        EXPECT_EQ(minimum.getPixel(x, 0, 0), src.getPixel(x, 0, 0));
+        EXPECT_EQ(minimum.getPixel(x, 2, 0), src.getPixel(x, 2, 0));
+    }
+    EXPECT_EQ(minimum.getPixel(3, 1, 0), T(8));
+
+    rank.setRank(100); // clamped to the largest
+    EXPECT_EQ(run(rank, src).getPixel(1, 1, 0), T(11));
+    rank.setRank(4);
+    EXPECT_EQ(run(rank, src).getPixel(2, 1, 0), T(7));
+
+    rank.setNeighborhood(4); // never complete: the input comes back
+    rank.setRank(0);
+    EXPECT_EQ(pixels(run(rank, src)), pixels(src));
+
+    float p[] = {3.7f, 8.2f};
+    rank.setParameters(p);
+    EXPECT_EQ(rank.size(), 3);
+    EXPECT_EQ(rank.rank(), 8);
+    EXPECT_EQ(run(rank, src).getPixel(1, 1, 0), T(11));
+}
+
+TEST(RankFilter, RefusedWithoutRank)
+{
+    CRankFilter<unsigned char> rank;
+    CImage<unsigned char> src = counting<unsigned char>(3, 3), tgt(1, 1, 1);
+    rank.setInput(&src);
+    rank.setOutput(&tgt);
+    try {
+        rank.exec();
+        FAIL() << "exec without a rank must throw";
+    } catch (const CException& e) {
+        EXPECT_STREQ(e.what(), "CRankFilter: no rank set! Set the rank before exec().");
+    }
+    EXPECT_EQ(tgt.width(), 1);
+    rank.setNeighborhood(1 << 20);
+    rank.setRank(0);
+    EXPECT_THROW(rank.exec(), CException);
+}
+
+TYPED_TEST(RankTyped, SimpleMedianWorkedValues)
+{
+    using T = TypeParam;
+    CImage<T> src = counting<T>(3, 3);
+    src.setName("source");
+    src.setChannelInfo("luma", 0);
+    CImage<T> tgt(3, 3, 1);
+    CsimpleMedian<T> filter(1);
+    EXPECT_EQ(filter.iInputDepth, tirn::PixelTraits<T>::depth);
+    testing::internal::CaptureStderr();
+    filter.exec(&src, &tgt);
+    const std::string trace = testing::internal::GetCapturedStderr();
+    std::ostringstream expected;
+    expected << "CImage: CsimpleMedian.cpp:33: exec inp:" << static_cast<const void*>(&src) << "("
+             << tirn::PixelTraits<T>::depth << ") outp:" << static_cast<const void*>(&tgt) << "("
+             << tirn::PixelTraits<T>::depth << ") MaskSize:9\n";
+    EXPECT_EQ(trace, expected.str() + std::string(1, '\0'));
+    std::vector<T> want(9, T(0));
+    want[4] = T(4); // rank N/2-1: the 4th smallest of 1..9
+    EXPECT_EQ(pixels(tgt), want);
+    EXPECT_STREQ(tgt.getName(), "source");
+    EXPECT_STREQ(tgt.getChannelInfo(0), "luma");
+
+    // 5x5 window: the 12th smallest of 25; resized with a warning.
+    CImage<T> big = counting<T>(5, 5), small(2, 2, 3);
+    CsimpleMedian<T> five(2);
+    testing::internal::CaptureStderr();
+    five.exec(&big, &small);
+    const std::string warn = testing::internal::GetCapturedStderr();
+    EXPECT_NE(warn.find(std::string("CImage: CsimpleMedian.cpp:43: different size of input and "
+                                    "output images! doing resize!") +
+                        std::string(1, '\0')),
+              std::string::npos);
+    EXPECT_EQ(small.channels(), 1);
+    EXPECT_EQ(small.getPixel(2, 2, 0), T(12));
+    EXPECT_EQ(small.getPixel(1, 2, 0), T(0));
+}
+
+TYPED_TEST(RankTyped, SimpleMedianRefusalsAndEdges)
+{
+    using T = TypeParam;
+    CImage<T> src = counting<T>(3, 3);
+    CsimpleMedian<T> filter(1);
+    testing::internal::CaptureStderr();
+    try {
+        filter.exec(&src, &src);
+        FAIL() << "in-place use must throw";
+    } catch (const CException& e) {
+        EXPECT_STREQ(e.what(), "CsimpleMedian: target image must differ from source image!");
+    }
+    EXPECT_EQ(pixels(src), pixels(counting<T>(3, 3)));
+
+    // A target sharing the source's channels must not corrupt the source.
+    CImage<T> shared(1, 1, 1);
+    shared = src;
+    filter.exec(&src, &shared);
+    EXPECT_EQ(pixels(src), pixels(counting<T>(3, 3)));
+    EXPECT_EQ(shared.getPixel(1, 1, 0), T(4));
+
+    CsimpleMedian<T> copy(0); // a 1x1 window: the input itself
+    CImage<T> out(3, 3, 1);
+    copy.exec(&src, &out);
+    EXPECT_EQ(pixels(out), pixels(src));
+
+    CsimpleMedian<T> huge(1 << 20);
+    try {
+        huge.exec(&src, &out);
+        FAIL() << "an impossible window must throw";
+    } catch (const CException& e) {
+        EXPECT_STREQ(e.what(), "Medianfilter failed to alloc temporary memory!");
+    }
+    CsimpleMedian<T> negative(-2);
+    EXPECT_THROW(negative.exec(&src, &out), CException);
+
+    CImage<T> empty(3, 3, 0), emptyOut(3, 3, 0);
+    empty.setName("nothing");
+    filter.exec(&empty, &emptyOut);
+    EXPECT_STREQ(emptyOut.getName(), "nothing");
+    testing::internal::GetCapturedStderr();
+}
+
+// The fast drivers against the reference transcriptions, bit for bit.
+TYPED_TEST(RankTyped, FastPathsMatchReference)
+{
+    using T = TypeParam;
+    std::mt19937 random(11);
+    const int sizes[][2] = {{1, 1}, {2, 3}, {3, 1}, {1, 4}, {5, 5}, {9, 7}, {6, 14}, {17, 12}};
+    testing::internal::CaptureStderr();
+    for (auto& size : sizes) {
+        const CImage<T> src = randomImage<T>(size[0], size[1], 2, random);
+        auto both = [&](auto&& runOnce) {
+            CImage<T> fast(1, 1, 1), reference(1, 1, 1);
+            {
+                ReferenceSwitch off(false);
+                fast = runOnce();
+            }
+            {
+                ReferenceSwitch on(true);
+                reference = runOnce();
+            }
+            return sameBits(fast, reference);
+        };
+        for (int n : {-1, 0, 1, 2, 3, 4, 5, 7, 9}) {
+            SCOPED_TRACE(testing::Message() << size[0] << "x" << size[1] << " size " << n);
+            CMedianFilter<T> median;
+            median.setSize(n);
+            EXPECT_TRUE(both([&] { return run(median, src); }));
+            for (int r : {0, 1, 4, 12, 60}) {
+                CRankFilter<T> rank;
+                rank.setNeighborhood(n);
+                rank.setRank(r);
+                EXPECT_TRUE(both([&] { return run(rank, src); })) << "rank " << r;
+            }
+        }
+        for (int radius : {0, 1, 2, 3, 4}) {
+            SCOPED_TRACE(testing::Message() << size[0] << "x" << size[1] << " radius " << radius);
+            CsimpleMedian<T> filter(radius);
+            EXPECT_TRUE(both([&] {
+                CImage<T> out(1, 1, 1);
+                filter.exec(&src, &out);
+                return out;
+            }));
+        }
+    }
+    testing::internal::GetCapturedStderr();
+}

@@ -1,0 +1,5 @@
+#include "filters/CGenericConvolution.h"
+
+template class CGenericConvolution<unsigned char>;
+template class CGenericConvolution<unsigned short>;
+template class CGenericConvolution<float>;

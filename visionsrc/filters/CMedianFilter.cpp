@@ -1,0 +1,102 @@
+#include "filters/CMedianFilter.h"
+
+#include <vector>
+
+#include "filters/RankNetwork3x3.h"
+#include "filters/RankWindow.h"
+#include "filters/SlidingHistogram.h"
+#include "filters/ReferencePath.h"
+#include "filters/utils.h"
+
+template <class T> void CMedianFilter<T>::setParameters(float* p)
+{
+    iSize = tirn::truncateToInt32(p[0]);
+}
+
+template <class T>
+T CMedianFilter<T>::scanSingleChannelRegion(const CImage<T>& src, int x, int y)
+{
+    const int h = (iSize - 1) / 2;
+    std::vector<float> vfLocal;
+    float* pfBuf = pfBuffer;
+    if (!pfBuf) { // called outside singleChannelOperation
+        vfLocal.resize(tirn::rankBufferLength(tirn::rankHalfSide(iSize, "CMedianFilter")));
+        pfBuf = vfLocal.data();
+    }
+    int n = 0;
+    for (int i = x - h; i <= x + h; ++i)
+        for (int j = y - h; j <= y + h; ++j)
+            if (i >= 0 && i < src.width() && j >= 0 && j < src.height())
+                pfBuf[n++] = float(src.getPixel(i, j, 0));
+    if (n == 0)
+        return T(0);
+    return tirn::toPixel<T>(median(pfBuf, n));
+}
+
+template <class T>
+void CMedianFilter<T>::singleChannelOperation(const CImage<T>& src, CImage<T>& tgt)
+{
+    const int h = tirn::rankHalfSide(iSize, "CMedianFilter");
+    const int iWidth = src.width(), iHeight = src.height();
+    if (tgt.width() != iWidth || tgt.height() != iHeight || tgt.channels() < 1)
+        tgt.resize(iWidth, iHeight, std::max(tgt.channels(), 1));
+    tgt.clear(0);
+    if (src.channels() < 1 || src.pixelsPerChannel() <= 0)
+        return;
+    if (!tirn::referencePathForced()) {
+        filterRows(src, tgt, h);
+        return;
+    }
+    delete[] pfBuffer;
+    pfBuffer = new float[tirn::rankBufferLength(h)];
+    for (int x = 0; x < iWidth; ++x)
+        for (int y = 0; y < iHeight; ++y)
+            tgt.setPixel(x, y, 0, scanSingleChannelRegion(src, x, y));
+    delete[] pfBuffer;
+    pfBuffer = nullptr;
+}
+
+// Rows outermost, straight from the channel's storage; the window is
+// collected in the reference's order so the same value is selected.
+template <class T>
+void CMedianFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h) const
+{
+    const int W = src.width(), H = src.height();
+    std::vector<float> vfBuffer(tirn::rankBufferLength(h));
+    const T* pIn = src.getChannelDataPtr(0);
+    T* pOut = tgt.getChannelDataPtr(0);
+    if constexpr (tirn::isIntegerPixel<T>()) {
+        if (tirn::preferHistogram<T>(h)) {
+            tirn::SlidingHistogram<T> histogram;
+            for (int y = 0; y < H; ++y) {
+                T* pRow = pOut + std::size_t(y) * W;
+                histogram.slideRow(pIn, W, std::max(y - h, 0), std::min(y + h, H - 1), h, 0, W,
+                                   [&](int x, int n) { pRow[x] = histogram.kth((n + 1) / 2 - 1); });
+            }
+            return;
+        }
+    }
+    auto collected = [&](int x, int y) {
+        const int n = tirn::gatherWindow(pIn, W, H, x, y, h, vfBuffer.data());
+        return n == 0 ? T(0) : tirn::toPixel<T>(median(vfBuffer.data(), n));
+    };
+    for (int y = 0; y < H; ++y) {
+        T* pRow = pOut + std::size_t(y) * W;
+        if constexpr (tirn::isIntegerPixel<T>()) {
+            // Complete 3x3 windows: the middle (5th) of nine values.
+            if (h == 1 && y >= 1 && y + 1 < H && W >= 3) {
+                const T* pCentre = pIn + std::size_t(y) * W;
+                tirn::rank3x3Row(pCentre - W, pCentre, pCentre + W, W, 4, pRow);
+                pRow[0] = collected(0, y);
+                pRow[W - 1] = collected(W - 1, y);
+                continue;
+            }
+        }
+        for (int x = 0; x < W; ++x)
+            pRow[x] = collected(x, y);
+    }
+}
+
+template class CMedianFilter<unsigned char>;
+template class CMedianFilter<unsigned short>;
+template class CMedianFilter<float>;
