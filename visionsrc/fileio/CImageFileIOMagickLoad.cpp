@@ -1,0 +1,161 @@
+// Every format the library does not parse itself, read through
+// GraphicsMagick: each frame of the file adds its channels (three for a
+// colour frame, one for a grey one).
+#include "fileio/CImageFileIO.h"
+
+#include <cmath>
+#include <iostream>
+#include <list>
+#include <string>
+#include <vector>
+
+#include <Magick++.h>
+
+#include "fileio/ImageSizeLimit.h"
+#include "fileio/MagickSession.h"
+
+namespace {
+
+// The labels follow GraphicsMagick's type numbers; numbers beyond them
+// print no line.
+void printTypeLine(int iType)
+{
+    static const char* const apcLabels[] = {
+        " Type  : Undefined",
+        " Type  : Monochrome",
+        " Type  : Grayscale",
+        " Type  : Grayscale with opacity",
+        " Type  : Index color",
+        " Type  : Index color with opacity",
+        " Type  : Truecolor",
+        " Type  : Truecolor with opacity",
+        " Type  : CYMK",
+    };
+    if (iType >= 0 && iType < int(sizeof apcLabels / sizeof *apcLabels))
+        std::cout << apcLabels[iType] << std::endl;
+}
+
+void printListing(const char* pcPath, std::list<Magick::Image>& frames)
+{
+    Magick::Image& first = frames.front();
+    std::cout << " Image: " << pcPath << " found." << std::endl;
+    std::cout << " Width : " << first.columns() << std::endl;
+    std::cout << " Height: " << first.rows() << std::endl;
+    std::cout << " Depth : " << first.depth() << std::endl;
+    std::cout << " Images: " << frames.size() << std::endl;
+    printTypeLine(int(first.type()));
+    std::cout << " Colors: " << first.totalColors() << std::endl;
+    std::cout << " Label : " << first.label() << std::endl;
+}
+
+// How many channels a frame of this GraphicsMagick type gives; 0 for the
+// types that are not converted.
+int channelsOfType(int iType)
+{
+    if (iType >= Magick::PaletteType && iType <= Magick::TrueColorType)
+        return 3;
+    if (iType >= Magick::BilevelType && iType <= Magick::GrayscaleMatteType)
+        return 1;
+    return 0;
+}
+
+// Copies one frame into `target` (already of the frame's size, nChannels
+// channels from iFirstChannel on), rows turned upside down like the TIFF
+// reader turns them. Grey frames hold equal components, so their red
+// component is their grey value, exactly.
+template <class T>
+void convertFrame(Magick::Image& frame, int nChannels, CImage<T>& target, int iFirstChannel)
+{
+    const int iWidth = int(frame.columns());
+    const int iHeight = int(frame.rows());
+    std::vector<float> samples(std::size_t(iWidth) * std::size_t(iHeight) * nChannels);
+    frame.write(0, 0, unsigned(iWidth), unsigned(iHeight), nChannels == 3 ? "RGB" : "R",
+                Magick::FloatPixel, samples.data());
+    const float* p = samples.data();
+    for (int y = 0; y < iHeight; ++y)
+        for (int x = 0; x < iWidth; ++x)
+            for (int c = 0; c < nChannels; ++c)
+                target.setPixel(x, iHeight - 1 - y, iFirstChannel + c,
+                                tirn::toPixel<T>(std::rint(255.0f * *p++)));
+}
+
+// Adds one frame's channels to `image`: the first converted frame replaces
+// the reader's temporary, the others are appended. Frames of another size
+// than the first cannot share its image and are left out.
+template <class T>
+bool addFrame(Magick::Image& frame, int iFrame, int nChannels, bool bFirst, CImage<T>& image)
+{
+    const int64_t iWidth = frame.columns();
+    const int64_t iHeight = frame.rows();
+    if (!bFirst && (iWidth != image.width() || iHeight != image.height())) {
+        std::cout << "CImageFileIO: frame " << iFrame << " is " << iWidth << " x "
+                  << iHeight << ", not " << image.width() << " x " << image.height()
+                  << "; left out" << std::endl;
+        return true;
+    }
+    const int nBefore = bFirst ? 0 : image.channels();
+    if (!tirn::imageSizeFits(iWidth, iHeight, nBefore + nChannels, sizeof(T)) ||
+        !tirn::imageSizeFits(iWidth, iHeight, nChannels, sizeof(float)))
+        return false;
+    if (bFirst) {
+        if (!tirn::resizeFromHeader(image, int(iWidth), int(iHeight), nChannels))
+            return false;
+        convertFrame(frame, nChannels, image, 0);
+    } else {
+        CImage<T> channels(int(iWidth), int(iHeight), nChannels);
+        convertFrame(frame, nChannels, channels, 0);
+        image.appendImage(channels);
+    }
+    return true;
+}
+
+} // namespace
+
+template <class T> int CImageFileIO<T>::loadMagick(CImage<T>& image, const char* pcPath)
+{
+    if (!tirn::ensureMagickInitialised()) {
+        std::cout << "Can't open image " << pcPath << std::endl
+                  << "GraphicsMagick is not available" << std::endl;
+        return 0;
+    }
+    std::list<Magick::Image> frames;
+    try {
+        try {
+            Magick::readImages(&frames, pcPath);
+        } catch (const Magick::Warning& warning) {
+            // A warning is thrown after the frames were read; they stand.
+            if (frames.empty())
+                throw;
+            std::cerr << warning.what() << std::endl;
+        }
+        if (frames.empty())
+            throw Magick::ErrorCorruptImage("no image in the file");
+
+        printListing(pcPath, frames);
+        bool bFirst = true;
+        int iFrame = 0;
+        for (Magick::Image& frame : frames) {
+            const int iType = int(frame.type());
+            const int nChannels = channelsOfType(iType);
+            if (nChannels == 0) {
+                std::cout << "CImageFileIO: Unknown type " << iType << std::endl;
+            } else {
+                if (!addFrame(frame, iFrame, nChannels, bFirst, image))
+                    return 0;
+                bFirst = false;
+            }
+            ++iFrame;
+        }
+    } catch (const Magick::Exception& error) {
+        std::cout << "Can't open image " << pcPath << std::endl << error.what() << std::endl;
+        return 0;
+    } catch (const std::bad_alloc&) {
+        tirn::reportImageTooLarge(image.width(), image.height(), image.channels());
+        return 0;
+    }
+    return 1;
+}
+
+template int CImageFileIO<unsigned char>::loadMagick(CImage<unsigned char>&, const char*);
+template int CImageFileIO<unsigned short>::loadMagick(CImage<unsigned short>&, const char*);
+template int CImageFileIO<float>::loadMagick(CImage<float>&, const char*);
