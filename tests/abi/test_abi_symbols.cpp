@@ -96,10 +96,13 @@ std::vector<std::string> neededLibraries(const std::string& sFile)
     std::vector<std::string> paths;
     std::istringstream lines(run("ldd '" + sFile + "'"));
     for (std::string line; std::getline(lines, line);) {
+        // "libz.so.1 => /lib/.../libz.so.1 (0x...)", or for the dynamic
+        // loader itself (which provides __tls_get_addr) "/lib64/ld-... (0x...)".
         const std::size_t arrow = line.find("=> /");
-        if (arrow == std::string::npos)
+        const std::size_t start = arrow != std::string::npos ? arrow + 3 : line.find_first_not_of(" \t");
+        if (start == std::string::npos || line[start] != '/')
             continue;
-        std::istringstream rest(line.substr(arrow + 3));
+        std::istringstream rest(line.substr(start));
         std::string path;
         rest >> path;
         paths.push_back(path);
