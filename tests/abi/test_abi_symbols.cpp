@@ -90,20 +90,22 @@ Names hostEntryPoints()
 }
 
 // The libraries the module was linked against, as the loader resolves them
-// ("libz.so.1 => /lib/x86_64-linux-gnu/libz.so.1 (0x...)"), and the loader
-// itself ("/lib64/ld-linux-x86-64.so.2 (0x...)"), which provides the
-// thread-local storage calls.
+// ("libz.so.1 => /lib/x86_64-linux-gnu/libz.so.1 (0x...)").
 std::vector<std::string> neededLibraries(const std::string& sFile)
 {
     std::vector<std::string> paths;
     std::istringstream lines(run("ldd '" + sFile + "'"));
     for (std::string line; std::getline(lines, line);) {
+        // "libz.so.1 => /lib/.../libz.so.1 (0x...)", or for the dynamic
+        // loader itself (which provides __tls_get_addr) "/lib64/ld-... (0x...)".
         const std::size_t arrow = line.find("=> /");
-        std::istringstream rest(arrow == std::string::npos ? line : line.substr(arrow + 3));
+        const std::size_t start = arrow != std::string::npos ? arrow + 3 : line.find_first_not_of(" \t");
+        if (start == std::string::npos || line[start] != '/')
+            continue;
+        std::istringstream rest(line.substr(start));
         std::string path;
         rest >> path;
-        if (path.rfind('/', 0) == 0)
-            paths.push_back(path);
+        paths.push_back(path);
     }
     return paths;
 }

@@ -1,6 +1,7 @@
 // Files read and written through GraphicsMagick: the listings, the layouts
 // chosen by TImageType, round trips and the failures.
 #include <cmath>
+#include <csignal>
 #include <list>
 #include <set>
 #include <string>
@@ -108,6 +109,20 @@ TYPED_TEST_SUITE(MagickRoundTrip, PixelTypes);
 } // namespace
 
 // ------------------------------------------------------- round trips
+
+TEST(MagickSession, LeavesTheHostsSignalHandlersAlone)
+{
+    struct sigaction before[2], after[2];
+    const int aiSignals[2] = {SIGINT, SIGTERM};
+    for (int i = 0; i < 2; ++i)
+        sigaction(aiSignals[i], nullptr, &before[i]);
+    ASSERT_TRUE(tirn::ensureMagickInitialised());
+    ASSERT_TRUE(tirn::ensureMagickInitialised()); // once only, then just ready
+    for (int i = 0; i < 2; ++i) {
+        sigaction(aiSignals[i], nullptr, &after[i]);
+        EXPECT_EQ(before[i].sa_handler, after[i].sa_handler) << aiSignals[i];
+    }
+}
 
 TYPED_TEST(MagickRoundTrip, GreyPngComesBackUnchangedWithItsListing)
 {

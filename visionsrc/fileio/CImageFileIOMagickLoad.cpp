@@ -113,7 +113,11 @@ bool addFrame(Magick::Image& frame, int iFrame, int nChannels, bool bFirst, CIma
 
 template <class T> int CImageFileIO<T>::loadMagick(CImage<T>& image, const char* pcPath)
 {
-    tirn::ensureMagickInitialised();
+    if (!tirn::ensureMagickInitialised()) {
+        std::cout << "Can't open image " << pcPath << std::endl
+                  << "GraphicsMagick is not available" << std::endl;
+        return 0;
+    }
     std::list<Magick::Image> frames;
     try {
         try {

@@ -102,7 +102,10 @@ int CImageFileIO<T>::saveMagick(CImage<T>* pImage, const char* pcPath, TImageTyp
     T min, max;
     pImage->findMinMax(min, max);
     const ValueScale scale{double(min), double(max)};
-    tirn::ensureMagickInitialised();
+    if (!tirn::ensureMagickInitialised()) {
+        std::cout << kCannotCreate << std::endl << "GraphicsMagick is not available" << std::endl;
+        return 0;
+    }
 
     const std::string sPath(pcPath);
     const std::size_t nDot = sPath.rfind('.');

@@ -7,8 +7,9 @@
 namespace tirn {
 
 // Initialises GraphicsMagick on the first call; later and concurrent calls
-// wait for that one and return.
-void ensureMagickInitialised();
+// wait for that one. False if it could not be initialised (the reason was
+// printed once, on standard output); GraphicsMagick must not be used then.
+bool ensureMagickInitialised();
 
 } // namespace tirn
 
