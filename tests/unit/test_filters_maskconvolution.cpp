@@ -319,6 +319,25 @@ TYPED_TEST(MaskConvolutionTyped, FastPathMatchesReference)
         }
 }
 
+TYPED_TEST(MaskConvolutionTyped, ProductsBeyondTheIntRangeAgreeOnBothPaths)
+{
+    using T = TypeParam;
+    // Out-of-range and NaN products convert to 0x80000000 on either path.
+    std::vector<float> mask = {3e9f, -3e9f, std::nanf(""), 0.5f, 2147483520.0f, -1.0f,
+                               1e-3f, 7.0f, -2147483648.0f};
+    const CImage<T> in = randomTestImage<T>(9, 5, 1, 77);
+    CImage<T> fast(1, 1, 1), reference(1, 1, 1);
+    {
+        FastPathScope scope;
+        fast = convolve(in, mask, 3);
+    }
+    {
+        ReferencePathScope scope;
+        reference = convolve(in, mask, 3);
+    }
+    expectSameImage(fast, reference);
+}
+
 TYPED_TEST(MaskConvolutionTyped, InPlaceReadsWhatItWrites)
 {
     using T = TypeParam;
