@@ -19,17 +19,23 @@ namespace {
 
 constexpr std::size_t kIntMaskBlockBytes = 65567;
 
-// The one formula that turns a sum into a pixel, shared by both paths.
-template <class T> inline T finishPixel(float fSum, int n, float fFactor, bool bAbsAtFloat)
+// Stores a finished response the library's way; the Sobel filter takes the
+// absolute value of the stored value at depth 32 only.
+template <class T> inline T storePixel(float r, bool bAbsAtFloat)
 {
-    // A NaN factor counts as set.
-    const float r = fFactor != 0.0f ? fFactor * fSum : fSum / float(n);
     T v = tirn::toPixel<T>(r);
     if constexpr (!tirn::isIntegerPixel<T>()) {
         if (bAbsAtFloat)
             v = v > 0 ? v : -v;
     }
     return v;
+}
+
+// The one formula that turns a sum into a pixel, shared by both paths. A NaN
+// factor counts as set.
+template <class T> inline T finishPixel(float fSum, int n, float fFactor, bool bAbsAtFloat)
+{
+    return storePixel<T>(fFactor != 0.0f ? fFactor * fSum : fSum / float(n), bAbsAtFloat);
 }
 
 } // namespace
@@ -233,9 +239,16 @@ void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt,
                 for (int x = x0; x < x1; ++x)
                     acc[x] += w * pRow[x];
             }
-        const int n = KW * KH;
+        // finishPixel with the factor test hoisted out, so the loops vectorise.
+        const float fCount = float(KW * KH);
+        if (fFactor != 0.0f)
+            for (int x = x0; x < x1; ++x)
+                acc[x] = fFactor * acc[x];
+        else
+            for (int x = x0; x < x1; ++x)
+                acc[x] = acc[x] / fCount;
         for (int x = x0; x < x1; ++x)
-            pOut[x] = finishPixel<T>(acc[x], n, fFactor, bAbs);
+            pOut[x] = storePixel<T>(acc[x], bAbs);
         for (int x = x1; x < W; ++x)
             pOut[x] = borderPixel(x, y);
     }

@@ -2,7 +2,9 @@
 
 #include <vector>
 
+#include "filters/RankNetwork3x3.h"
 #include "filters/RankWindow.h"
+#include "filters/SlidingHistogram.h"
 #include "filters/ReferencePath.h"
 #include "filters/utils.h"
 
@@ -63,12 +65,36 @@ void CMedianFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h) c
     std::vector<float> vfBuffer(tirn::rankBufferLength(h));
     const T* pIn = src.getChannelDataPtr(0);
     T* pOut = tgt.getChannelDataPtr(0);
-    for (int y = 0; y < H; ++y)
-        for (int x = 0; x < W; ++x) {
-            const int n = tirn::gatherWindow(pIn, W, H, x, y, h, vfBuffer.data());
-            pOut[std::size_t(y) * W + x] =
-                n == 0 ? T(0) : tirn::toPixel<T>(median(vfBuffer.data(), n));
+    if constexpr (tirn::isIntegerPixel<T>()) {
+        if (tirn::preferHistogram<T>(h)) {
+            tirn::SlidingHistogram<T> histogram;
+            for (int y = 0; y < H; ++y) {
+                T* pRow = pOut + std::size_t(y) * W;
+                histogram.slideRow(pIn, W, std::max(y - h, 0), std::min(y + h, H - 1), h, 0, W,
+                                   [&](int x, int n) { pRow[x] = histogram.kth((n + 1) / 2 - 1); });
+            }
+            return;
         }
+    }
+    auto collected = [&](int x, int y) {
+        const int n = tirn::gatherWindow(pIn, W, H, x, y, h, vfBuffer.data());
+        return n == 0 ? T(0) : tirn::toPixel<T>(median(vfBuffer.data(), n));
+    };
+    for (int y = 0; y < H; ++y) {
+        T* pRow = pOut + std::size_t(y) * W;
+        if constexpr (tirn::isIntegerPixel<T>()) {
+            // Complete 3x3 windows: the middle (5th) of nine values.
+            if (h == 1 && y >= 1 && y + 1 < H && W >= 3) {
+                const T* pCentre = pIn + std::size_t(y) * W;
+                tirn::rank3x3Row(pCentre - W, pCentre, pCentre + W, W, 4, pRow);
+                pRow[0] = collected(0, y);
+                pRow[W - 1] = collected(W - 1, y);
+                continue;
+            }
+        }
+        for (int x = 0; x < W; ++x)
+            pRow[x] = collected(x, y);
+    }
 }
 
 template class CMedianFilter<unsigned char>;

@@ -2,7 +2,9 @@
 
 #include <vector>
 
+#include "filters/RankNetwork3x3.h"
 #include "filters/RankWindow.h"
+#include "filters/SlidingHistogram.h"
 #include "filters/ReferencePath.h"
 #include "filters/utils.h"
 
@@ -73,6 +75,33 @@ void CRankFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h) con
     const T* pIn = src.getChannelDataPtr(0);
     T* pOut = tgt.getChannelDataPtr(0);
     const long long llFull = (long long)iSize * iSize;
+    if constexpr (tirn::isIntegerPixel<T>()) {
+        // Only complete windows are ranked: odd sizes, away from the border.
+        if (tirn::preferHistogram<T>(h) && 2 * h + 1 == iSize) {
+            std::copy(pIn, pIn + std::size_t(W) * H, pOut);
+            if (W <= 2 * h)
+                return;
+            tirn::SlidingHistogram<T> histogram;
+            for (int y = h; y < H - h; ++y) {
+                T* pRow = pOut + std::size_t(y) * W;
+                histogram.slideRow(pIn, W, y - h, y + h, h, h, W - h, [&](int x, int n) {
+                    pRow[x] = histogram.kth(std::min(std::max(iRank, 0), n - 1));
+                });
+            }
+            return;
+        }
+        if (iSize == 3) {
+            std::copy(pIn, pIn + std::size_t(W) * H, pOut);
+            if (W < 3)
+                return;
+            for (int y = 1; y + 1 < H; ++y) {
+                const T* pCentre = pIn + std::size_t(y) * W;
+                tirn::rank3x3Row(pCentre - W, pCentre, pCentre + W, W, iRank,
+                                 pOut + std::size_t(y) * W);
+            }
+            return;
+        }
+    }
     for (int y = 0; y < H; ++y)
         for (int x = 0; x < W; ++x) {
             const std::size_t k = std::size_t(y) * W + x;

@@ -9,7 +9,8 @@
 template <class T> class CSobelFilter : public CConvolution<T>
 {
 public:
-    enum TDirection
+    // Fixed to int: scripts pass any int, and an unknown one must be a value.
+    enum TDirection : int
     {
         HORIZONTAL = 0,
         VERTICAL = 1
