@@ -1,10 +1,13 @@
 // Colour-space conversions: HSI without hue, normalised RGB, YUV to RGB and
 // the two-way HSI/RGB filter, at every depth.
 #include <cmath>
+#include <cstring>
 #include <string>
 
 #include "FastVsReference.h"
 #include "PixelTypes.h"
+#include "filters/CConvolutionFilter.h"
+#include "filters/CCortLayerFilter.h"
 #include "filters/CHsiRgbFilter.h"
 #include "filters/CNormalizeRGB.h"
 #include "filters/CRGB2HSI.h"
@@ -339,4 +342,25 @@ TYPED_TEST(ColourSpaceTyped, MultiChannelConversionsFastMatchReference)
             expectSameImage(fast[i], ref[i]);
         }
     }
+}
+
+// The host binding reads a two-image filter's depths straight from the
+// object: the two ints right after the virtual table.
+template <class T> void expectDepthsAfterTheVirtualTable(const CFilter<T, T>& filter, int iDepth)
+{
+    int aiDepths[2];
+    std::memcpy(aiDepths, reinterpret_cast<const char*>(&filter) + sizeof(void*), sizeof aiDepths);
+    EXPECT_EQ(aiDepths[0], iDepth);
+    EXPECT_EQ(aiDepths[1], iDepth);
+}
+
+TYPED_TEST(ColourSpaceTyped, TwoImageFiltersKeepTheirDepthsAfterTheVirtualTable)
+{
+    using T = TypeParam;
+    const int iDepth = tirn::PixelTraits<T>::depth;
+    expectDepthsAfterTheVirtualTable<T>(CYuv2Rgb<T>(true), iDepth);
+    expectDepthsAfterTheVirtualTable<T>(CHsiRgbFilter<T>(0), iDepth);
+    expectDepthsAfterTheVirtualTable<T>(CCortLayerFilter<T>(), iDepth);
+    // The convolution filter starts at 32 whatever T is.
+    expectDepthsAfterTheVirtualTable<T>(CConvolutionFilter<T>(3, 0.0f, 0.0f, 1.0f, 0), 32);
 }
