@@ -172,7 +172,8 @@ void CConvolutionFilter<T>::convolveReference(const CImage<T>& src, CImage<T>& t
                 for (int i = 0; i < iSize; ++i) {
                     const int yy = clip2range(0, y - r + j, h - 1);
                     const int xx = clip2range(0, x - r + i, w - 1);
-                    const float fProduct = float(src.getPixel(xx, yy, ch)) * pfWeights[iSize * j + i];
+                    const float fProduct =
+                        float(src.getPixel(xx, yy, ch)) * pfWeights[iSize * j + i];
                     typename Accumulator<T>::Type sum = tgt.getPixel(x, y, ch);
                     sum += Accumulator<T>::term(fProduct);
                     tgt.setPixel(x, y, ch, Accumulator<T>::store(sum));
@@ -202,7 +203,8 @@ void CConvolutionFilter<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, i
     for (int y = 0; y < h; ++y) {
         std::fill(sums.begin(), sums.end(), typename Acc::Type(0));
         for (int j = 0; j < iSize; ++j) {
-            const float* pPad = padded.data() + std::size_t(iPadded) * clip2range(0, y - r + j, h - 1);
+            const int yy = clip2range(0, y - r + j, h - 1);
+            const float* pPad = padded.data() + std::size_t(iPadded) * yy;
             const float* pfRow = pfWeights + std::size_t(iSize) * j;
             for (int i = 0; i < iSize; ++i)
                 accumulateTerms<T>(sums.data(), pPad + i, pfRow[i], w);
