@@ -344,17 +344,12 @@ TYPED_TEST(MaskConvolutionTyped, InPlaceReadsWhatItWrites)
     // In place the target channel is cleared first and the sums read the
     // cleared and already written pixels: the result is all zero.
     for (bool bReference : {false, true}) {
+        PathScope scope(bReference);
         CImage<T> image = randomTestImage<T>(6, 5, 2, 4);
         std::vector<float> mask(9, 0.25f);
         CConvolutionFilter<T> filter(3, 0.0f, 0.0f, 1.0f, 1);
         filter.pfMask = mask.data();
-        if (bReference) {
-            ReferencePathScope scope;
-            filter.exec(&image, &image);
-        } else {
-            FastPathScope scope;
-            filter.exec(&image, &image);
-        }
+        filter.exec(&image, &image);
         for (int c = 0; c < 2; ++c)
             for (int y = 0; y < 5; ++y)
                 for (int x = 0; x < 6; ++x)
