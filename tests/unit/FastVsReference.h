@@ -18,57 +18,45 @@
 
 #include "image/CImage.h"
 
-// Runs the enclosed code on the reference path.
-class ReferencePathScope
+// Sets the path for the enclosing scope and restores the environment after.
+class PathScope
 {
 public:
-    ReferencePathScope()
+    explicit PathScope(bool bReference)
     {
         const char* pcOld = std::getenv("TIRN_REFERENCE");
         bHadValue = pcOld != nullptr;
         if (bHadValue)
             sOld = pcOld;
-        setenv("TIRN_REFERENCE", "1", 1);
+        if (bReference)
+            setenv("TIRN_REFERENCE", "1", 1);
+        else
+            unsetenv("TIRN_REFERENCE");
     }
-    ~ReferencePathScope()
+    ~PathScope()
     {
         if (bHadValue)
             setenv("TIRN_REFERENCE", sOld.c_str(), 1);
         else
             unsetenv("TIRN_REFERENCE");
     }
-    ReferencePathScope(const ReferencePathScope&) = delete;
-    ReferencePathScope& operator=(const ReferencePathScope&) = delete;
+    PathScope(const PathScope&) = delete;
+    PathScope& operator=(const PathScope&) = delete;
 
 private:
     bool bHadValue = false;
     std::string sOld;
 };
 
-// Runs the enclosed code on the fast path even when the whole test run was
-// started with TIRN_REFERENCE=1.
-class FastPathScope
+// The reference path, and the fast path even in a run started with
+// TIRN_REFERENCE=1.
+struct ReferencePathScope : PathScope
 {
-public:
-    FastPathScope()
-    {
-        const char* pcOld = std::getenv("TIRN_REFERENCE");
-        bHadValue = pcOld != nullptr;
-        if (bHadValue)
-            sOld = pcOld;
-        unsetenv("TIRN_REFERENCE");
-    }
-    ~FastPathScope()
-    {
-        if (bHadValue)
-            setenv("TIRN_REFERENCE", sOld.c_str(), 1);
-    }
-    FastPathScope(const FastPathScope&) = delete;
-    FastPathScope& operator=(const FastPathScope&) = delete;
-
-private:
-    bool bHadValue = false;
-    std::string sOld;
+    ReferencePathScope() : PathScope(true) {}
+};
+struct FastPathScope : PathScope
+{
+    FastPathScope() : PathScope(false) {}
 };
 
 // Runs f once on each path.

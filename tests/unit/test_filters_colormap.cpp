@@ -218,6 +218,19 @@ TYPED_TEST(ColormapTyped, WrongChannelCountOrTypeAfterTheResize)
     });
 }
 
+TYPED_TEST(ColormapTyped, ExecWithoutImagesIsRefused)
+{
+    CColormap<TypeParam> map(COLORMAP_GRAY);
+    CImage<TypeParam> image(2, 2, 1);
+    map.setInput(&image);
+    try {
+        map.exec();
+        ADD_FAILURE();
+    } catch (const CException& e) {
+        EXPECT_STREQ(e.what(), "CColormap: set the input and output images before exec()!");
+    }
+}
+
 TYPED_TEST(ColormapTyped, DepthPrintsItsLine)
 {
     CColormap<TypeParam> map(COLORMAP_GRAY);

@@ -199,9 +199,10 @@ TEST(ColourMatching, FastPathsMatchReferenceOnRandomImages)
     unsigned uSeed = 40;
     for (const auto& size : awkwardSizes())
         for (int iChannels = 1; iChannels <= 4; ++iChannels) {
-            const CImage<float> a = randomTestImage<float>(size.first, size.second, iChannels, ++uSeed, true);
-            const CImage<float> b = randomTestImage<float>(size.first, size.second, iChannels, ++uSeed, true);
-            const CImage<float> c = randomTestImage<float>(size.second, size.first, iChannels, ++uSeed);
+            const int w = size.first, h = size.second;
+            const CImage<float> a = randomTestImage<float>(w, h, iChannels, ++uSeed, true);
+            const CImage<float> b = randomTestImage<float>(w, h, iChannels, ++uSeed, true);
+            const CImage<float> c = randomTestImage<float>(h, w, iChannels, ++uSeed);
             CImage<float> fast[5] = {{1, 1, 1}, {1, 1, 1}, {1, 1, 1}, {1, 1, 1}, {1, 1, 1}};
             CImage<float> ref[5] = {{1, 1, 1}, {1, 1, 1}, {1, 1, 1}, {1, 1, 1}, {1, 1, 1}};
             float fFast = 0.0f, fRefResult = 0.0f, fIgnored = 0.0f;

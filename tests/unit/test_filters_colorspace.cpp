@@ -1,10 +1,13 @@
 // Colour-space conversions: HSI without hue, normalised RGB, YUV to RGB and
 // the two-way HSI/RGB filter, at every depth.
 #include <cmath>
+#include <cstring>
 #include <string>
 
 #include "FastVsReference.h"
 #include "PixelTypes.h"
+#include "filters/CConvolutionFilter.h"
+#include "filters/CCortLayerFilter.h"
 #include "filters/CHsiRgbFilter.h"
 #include "filters/CNormalizeRGB.h"
 #include "filters/CRGB2HSI.h"
@@ -21,7 +24,8 @@ template <class T> CImage<T> onePixel(std::initializer_list<T> values)
     return image;
 }
 
-template <class T> void expectPixel(const CImage<T>& image, int x, int y, std::initializer_list<T> values)
+template <class T>
+void expectPixel(const CImage<T>& image, int x, int y, std::initializer_list<T> values)
 {
     int c = 0;
     for (T v : values) {
@@ -46,7 +50,8 @@ template <class T> CImage<T> hsiRgb(const CImage<T>& in, int iMode)
     return out;
 }
 
-template <class T, class Op> CImage<T> runMulti(const CImage<T>& in, const char* pcSelection = nullptr)
+template <class T, class Op>
+CImage<T> runMulti(const CImage<T>& in, const char* pcSelection = nullptr)
 {
     CImage<T> out(1, 1, 1);
     Op op;
@@ -275,7 +280,8 @@ TEST(ColourSpace, NormalizeRgbChromaticities)
         for (int x = 0; x < 4; ++x)
             in8.setPixel(x, 0, a8[x]);
         in8.setName("scene");
-        const CImage<unsigned char> out8 = runMulti<unsigned char, CNormalizeRGB<unsigned char>>(in8);
+        const CImage<unsigned char> out8 =
+            runMulti<unsigned char, CNormalizeRGB<unsigned char>>(in8);
         ASSERT_EQ(out8.channels(), 2);
         expectPixel<unsigned char>(out8, 0, 0, {0, 0});
         expectPixel<unsigned char>(out8, 1, 0, {255, 0});
@@ -285,8 +291,9 @@ TEST(ColourSpace, NormalizeRgbChromaticities)
         EXPECT_STREQ(out8.getChannelInfo(1), "normed_g");
         EXPECT_STREQ(out8.getName(), "scene");
 
-        const CImage<unsigned short> out16 = runMulti<unsigned short, CNormalizeRGB<unsigned short>>(
-            onePixel<unsigned short>({1000, 3000, 0}));
+        using Normalize16 = CNormalizeRGB<unsigned short>;
+        const CImage<unsigned short> out16 =
+            runMulti<unsigned short, Normalize16>(onePixel<unsigned short>({1000, 3000, 0}));
         expectPixel<unsigned short>(out16, 0, 0, {63, 191}); // scaled to 0...255 here too
 
         CImage<float> in32(2, 1, 3);
@@ -339,4 +346,25 @@ TYPED_TEST(ColourSpaceTyped, MultiChannelConversionsFastMatchReference)
             expectSameImage(fast[i], ref[i]);
         }
     }
+}
+
+// The host binding reads a two-image filter's depths straight from the
+// object: the two ints right after the virtual table.
+template <class T> void expectDepthsAfterTheVirtualTable(const CFilter<T, T>& filter, int iDepth)
+{
+    int aiDepths[2];
+    std::memcpy(aiDepths, reinterpret_cast<const char*>(&filter) + sizeof(void*), sizeof aiDepths);
+    EXPECT_EQ(aiDepths[0], iDepth);
+    EXPECT_EQ(aiDepths[1], iDepth);
+}
+
+TYPED_TEST(ColourSpaceTyped, TwoImageFiltersKeepTheirDepthsAfterTheVirtualTable)
+{
+    using T = TypeParam;
+    const int iDepth = tirn::PixelTraits<T>::depth;
+    expectDepthsAfterTheVirtualTable<T>(CYuv2Rgb<T>(true), iDepth);
+    expectDepthsAfterTheVirtualTable<T>(CHsiRgbFilter<T>(0), iDepth);
+    expectDepthsAfterTheVirtualTable<T>(CCortLayerFilter<T>(), iDepth);
+    // The convolution filter starts at 32 whatever T is.
+    expectDepthsAfterTheVirtualTable<T>(CConvolutionFilter<T>(3, 0.0f, 0.0f, 1.0f, 0), 32);
 }

@@ -319,23 +319,37 @@ TYPED_TEST(MaskConvolutionTyped, FastPathMatchesReference)
         }
 }
 
+TYPED_TEST(MaskConvolutionTyped, ProductsBeyondTheIntRangeAgreeOnBothPaths)
+{
+    using T = TypeParam;
+    // Out-of-range and NaN products convert to 0x80000000 on either path.
+    std::vector<float> mask = {3e9f, -3e9f, std::nanf(""), 0.5f, 2147483520.0f, -1.0f,
+                               1e-3f, 7.0f, -2147483648.0f};
+    const CImage<T> in = randomTestImage<T>(9, 5, 1, 77);
+    CImage<T> fast(1, 1, 1), reference(1, 1, 1);
+    {
+        FastPathScope scope;
+        fast = convolve(in, mask, 3);
+    }
+    {
+        ReferencePathScope scope;
+        reference = convolve(in, mask, 3);
+    }
+    expectSameImage(fast, reference);
+}
+
 TYPED_TEST(MaskConvolutionTyped, InPlaceReadsWhatItWrites)
 {
     using T = TypeParam;
     // In place the target channel is cleared first and the sums read the
     // cleared and already written pixels: the result is all zero.
     for (bool bReference : {false, true}) {
+        PathScope scope(bReference);
         CImage<T> image = randomTestImage<T>(6, 5, 2, 4);
         std::vector<float> mask(9, 0.25f);
         CConvolutionFilter<T> filter(3, 0.0f, 0.0f, 1.0f, 1);
         filter.pfMask = mask.data();
-        if (bReference) {
-            ReferencePathScope scope;
-            filter.exec(&image, &image);
-        } else {
-            FastPathScope scope;
-            filter.exec(&image, &image);
-        }
+        filter.exec(&image, &image);
         for (int c = 0; c < 2; ++c)
             for (int y = 0; y < 5; ++y)
                 for (int x = 0; x < 6; ++x)

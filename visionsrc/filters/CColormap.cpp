@@ -235,6 +235,10 @@ template <class T> void CColormap<T>::mapToRGB(int x, int y, float& r, float& g,
 
 template <class T> void CColormap<T>::exec()
 {
+    // The binding's exec catches the library's exceptions: a script that
+    // forgot an image gets an error instead of a crash.
+    if (!pInput || !pOutput)
+        throw CException("CColormap: set the input and output images before exec()!");
     if (tirn::referencePathForced())
         execReference();
     else

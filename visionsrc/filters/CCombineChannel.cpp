@@ -40,8 +40,10 @@ void CCombineChannel<T>::multiChannelOperation(const CImage<T>& src, CImage<T>& 
 {
     // Zeroed: see below for the entries no pixel value reaches.
     std::vector<T> buffer(std::max(src.channels(), 1), T(0));
+    // exec() has already given the target the source's size: these are the
+    // source's width and height either way.
     std::printf("%d%d\n", tgt.width(), tgt.height());
-    const int w = tgt.width(), h = tgt.height();
+    const int w = src.width(), h = src.height();
     tgt.resize(w, h, 1);
     // Negative codes are as unknown as those above 5.
     if (eOperation > OP_MEDIAN || eOperation < OP_SUM) {
@@ -55,7 +57,7 @@ void CCombineChannel<T>::multiChannelOperation(const CImage<T>& src, CImage<T>& 
     // pixel left there (zero at first, reordered by the median), which makes
     // the visiting order matter.
     const bool* pbMask = this->pbMask;
-    const int n = this->iSelected;
+    const int n = std::min(this->iSelected, int(buffer.size()));
     std::vector<int> gathered;
     for (int c = 0; c < src.channels(); ++c)
         if (pbMask[c])

@@ -21,6 +21,8 @@ public:
     CCombineChannel() { this->setMutliChannelOp(true); }
 
     void setOperator(TOperation operation) { eOperation = operation; }
+    // The scripting name of setOperator.
+    void setOperation(int iOperation) { eOperation = TOperation(iOperation); }
     // The operation is p[0], truncated.
     void setParameters(float* p);
     TOperation operation() const { return eOperation; }

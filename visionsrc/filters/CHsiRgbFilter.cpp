@@ -37,7 +37,9 @@ struct HsiToRgb
     {
         const double h = hue * kTwoPi;
         const double k = (1 - sat) * 0.33333333;
-        auto f = [sat](double a) { return (1 + sat * std::cos(a) / std::cos(1.0471976 - a)) * 0.33333333; };
+        auto f = [sat](double a) {
+            return (1 + sat * std::cos(a) / std::cos(1.0471976 - a)) * 0.33333333;
+        };
         if (h <= 2.0943951) {
             b = k;
             r = f(h);
