@@ -94,7 +94,7 @@ private:
 
 // The capture thread runs with cancellation disabled, so that it can only
 // be cancelled inside the blocking calls of its loop.
-template <class F> auto cancellable(F call)
+template <class F> auto cancellable(F&& call)
 {
     pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
     auto result = call();
