@@ -176,15 +176,13 @@ template <class R, class Op> R onSelection(void* pObject, Op&& op)
 
 // --- Two-image classes -----------------------------------------------------
 
-// Constructor, free and exec of a CFilter<T,T> class; exceptions of the
-// library are reported here, unlike in the transformation wrappers.
-template <class R, class Op> R guardedTwoImage(Op&& op) { return guarded<R>(op); }
-
+// FREE_ and exec of a CFilter<T,T> class report the library's exceptions,
+// unlike the transformation wrappers.
 template <template <class> class C> void freeTwoImage(void* pObject)
 {
     if (!pObject)
         return;
-    guardedTwoImage<void>([&] {
+    guarded<void>([&] {
         byTwoImageDepth<void>(twoImageSourceDepth(pObject),
                               "unsupported depth for FILTER_DESTRUCTOR\n", [&](auto tag) {
                                   CFilter<TagPixel<decltype(tag)>, TagPixel<decltype(tag)>>*
@@ -196,7 +194,7 @@ template <template <class> class C> void freeTwoImage(void* pObject)
 
 template <template <class> class C> void execTwoImage(void* pObject, void* pSource, void* pTarget)
 {
-    guardedTwoImage<void>([&] {
+    guarded<void>([&] {
         byTwoImageDepth<void>(twoImageSourceDepth(pObject),
                               "unsupported depth for FILTER_EXECUTION\n", [&](auto tag) {
                                   using T = TagPixel<decltype(tag)>;
