@@ -56,8 +56,8 @@ protected:
         return names;
     }
 
-    // A w x h image with c channels holding small distinct values.
-    void* picture(int iDepth, int c, int w = 8, int h = 6)
+    // An odd-sized w x h image with c channels holding small distinct values.
+    void* picture(int iDepth, int c, int w = 7, int h = 5)
     {
         void* p = image(iDepth, w, h, c);
         for (int k = 0; k < c; ++k)
@@ -84,8 +84,8 @@ protected:
             configure(pFilter);
             call(pFilter, "exec");
         });
-        EXPECT_EQ(callInt(pOut, "width"), 8) << sClass;
-        EXPECT_EQ(callInt(pOut, "height"), 6) << sClass;
+        EXPECT_EQ(callInt(pOut, "width"), 7) << sClass;
+        EXPECT_EQ(callInt(pOut, "height"), 5) << sClass;
         m->release(pFilter);
     }
 
@@ -98,7 +98,7 @@ protected:
         void* pIn = picture(iDepth, iChannels);
         void* pOut = image(iDepth);
         stdoutOf([&] { call(pFilter, "exec", {Arg::image(pIn), Arg::image(pOut)}); });
-        EXPECT_EQ(callInt(pOut, "width"), 8) << sClass;
+        EXPECT_EQ(callInt(pOut, "width"), 7) << sClass;
         m->release(pFilter);
     }
 
