@@ -3,6 +3,8 @@
 #   test.sh             Release build in build/
 #   test.sh --sanitize  AddressSanitizer + UndefinedBehaviorSanitizer build in
 #                       build-asan/ (any report fails the run)
+#   test.sh --tsan      ThreadSanitizer build in build-tsan/, running only the
+#                       capture tests (the only code with threads of its own)
 set -eu
 cd "$(dirname "$0")/.."
 ./scripts/install-deps.sh
@@ -14,8 +16,14 @@ if [ "${1:-}" = "--sanitize" ]; then
     opts="-DCMAKE_BUILD_TYPE=RelWithDebInfo -DTIRN_SANITIZE=address,undefined -DTIRN_BUILD_BENCH=OFF"
     export ASAN_OPTIONS="detect_leaks=1:abort_on_error=0:halt_on_error=1"
     export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
+elif [ "${1:-}" = "--tsan" ]; then
+    dir=build-tsan
+    opts="-DCMAKE_BUILD_TYPE=RelWithDebInfo -DTIRN_SANITIZE=thread -DTIRN_BUILD_BENCH=OFF"
+    select="-R Capture"
+    export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1"
 fi
 # shellcheck disable=SC2086
 ./scripts/configure.sh "$dir" $opts
 cmake --build "$dir" -j2
-ctest --test-dir "$dir" -j2 --output-on-failure
+# shellcheck disable=SC2086
+ctest --test-dir "$dir" -j2 --output-on-failure ${select:-}

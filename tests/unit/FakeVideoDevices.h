@@ -1,0 +1,83 @@
+// Fake video drivers behind the grabbers' device-access tables, so the
+// capture code runs without a camera. Frames come at a fixed interval from
+// the first request on; a request for a frame blocks until it is due.
+//
+// Frame pattern, per stored pixel at row r and column c of frame number n
+// (counted from 0 after the device was opened): red = r, green = c,
+// blue = n (all modulo 256). The version-1 fake stores blue, green, red as
+// the cards do; the version-2 fake stores red, green, blue as libv4l2
+// delivers it, with 4 bytes of padding at the end of every row.
+#ifndef TESTS_FAKEVIDEODEVICES_H
+#define TESTS_FAKEVIDEODEVICES_H
+
+#include <cstddef>
+#include <set>
+#include <string>
+#include <thread>
+
+namespace fake {
+
+struct V4L1Config
+{
+    int maxwidth = 320;
+    std::string name = "Fake Grabber";
+    int frames = 2;
+    int frameBytes = 320 * 240 * 3;
+    int intervalMs = 20;
+    // errno values of failures on demand; 0 means the call works.
+    int openErrno = 0;
+    int gcapErrno = 0;
+    int schanErrno = 0;
+    int gmbufErrno = 0;
+    enum { MapWorks, MapNull, MapFailed } map = MapWorks;
+    long failCaptureAfter = -1; // the request after this many fails with EIO
+    long failSyncAfter = -1;    // the sync after this many fails with EIO
+};
+
+struct V4L1Stats
+{
+    bool open = false;
+    int opens = 0;
+    int closes = 0;
+    int munmaps = 0;
+    std::size_t munmapLength = 0;
+    long captures = 0;
+    long syncs = 0;
+    int channel = -1;
+    int lastWidth = 0;
+    int lastHeight = 0;
+    long lastCompleted = -1;
+    std::set<std::thread::id> callers; // threads that queued or synced frames
+};
+
+// Resets the four fake devices and installs the fake into CImageTVGrab.
+void installV4L1(const V4L1Config& config = V4L1Config());
+void uninstallV4L1();
+V4L1Stats v4l1Stats(int device);
+
+struct V4L2Config
+{
+    int intervalMs = 20;
+    bool rgb24 = true;      // false: the "conversion" is not available
+    bool streaming = true;  // capability to stream
+    int openErrno = 0;
+    long failDequeueAfter = -1; // the dequeue after this many fails with EIO
+};
+
+struct V4L2Stats
+{
+    bool open = false;
+    int opens = 0;
+    int closes = 0;
+    int mapped = 0; // buffers mapped now
+    long dequeued = 0;
+    bool streaming = false;
+};
+
+void installV4L2(const V4L2Config& config = V4L2Config());
+void uninstallV4L2();
+V4L2Stats v4l2Stats();
+
+} // namespace fake
+
+#endif
