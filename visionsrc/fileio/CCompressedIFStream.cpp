@@ -205,64 +205,60 @@ int CCompressedIFStream::CRead(char* dst, int offset, int nbytes)
     }
 }
 
+namespace {
+
+// Reads count values of V and, when the stream swaps, reverses each one's
+// bytes; single bytes have nothing to reverse.
+template <class V> int readSwapped(CCompressedIFStream& stream, V* dst, int count, int offset)
+{
+    char* p = reinterpret_cast<char*>(dst);
+    const int nBytes = int(sizeof(V)) * count;
+    stream.CRead(p, offset, nBytes);
+    if (stream.swapFlag())
+        tirn::swapElements(p, p, count, int(sizeof(V)));
+    return nBytes;
+}
+
+} // namespace
+
 int CCompressedIFStream::CReadAsChar(char* dst, int count, int offset)
 {
-    CRead(dst, offset, count);
-    return count;
+    return readSwapped(*this, dst, count, offset);
 }
 
 int CCompressedIFStream::CReadAsUChar(unsigned char* dst, int count, int offset)
 {
-    CRead(reinterpret_cast<char*>(dst), offset, count);
-    return count;
+    return readSwapped(*this, dst, count, offset);
 }
 
 int CCompressedIFStream::CReadAsShort(short* dst, int count, int offset)
 {
-    char* p = reinterpret_cast<char*>(dst);
-    CRead(p, offset, 2 * count);
-    swap16(p, p, count);
-    return 2 * count;
+    return readSwapped(*this, dst, count, offset);
 }
 
 int CCompressedIFStream::CReadAsUShort(unsigned short* dst, int count, int offset)
 {
-    char* p = reinterpret_cast<char*>(dst);
-    CRead(p, offset, 2 * count);
-    swap16(p, p, count);
-    return 2 * count;
+    return readSwapped(*this, dst, count, offset);
 }
 
 int CCompressedIFStream::CReadAsInt(int* dst, int count, int offset)
 {
-    char* p = reinterpret_cast<char*>(dst);
-    CRead(p, offset, 4 * count);
-    swap32(p, p, count);
-    return 4 * count;
+    return readSwapped(*this, dst, count, offset);
 }
 
 int CCompressedIFStream::CReadAsUInt(unsigned int* dst, int count, int offset)
 {
-    char* p = reinterpret_cast<char*>(dst);
-    CRead(p, offset, 4 * count);
-    swap32(p, p, count);
-    return 4 * count;
+    return readSwapped(*this, dst, count, offset);
 }
 
 int CCompressedIFStream::CReadAsFloat(float* dst, int count, int offset)
 {
-    char* p = reinterpret_cast<char*>(dst);
-    CRead(p, offset, 4 * count);
-    swap32(p, p, count);
-    return 4 * count;
+    return readSwapped(*this, dst, count, offset);
 }
 
 int CCompressedIFStream::CReadAsDouble(double* dst, int count, int offset)
 {
-    char* p = reinterpret_cast<char*>(dst);
-    CRead(p, offset, 8 * count);
-    swap64(p, p, count);
-    return 8 * count;
+    return readSwapped(*this, dst, count, offset);
 }
 
 void CCompressedIFStream::swap16(char* a, char* b, int count)

@@ -4,7 +4,21 @@
 
 namespace {
 
-template <class V> char* bytesOf(V* p) { return reinterpret_cast<char*>(p); }
+// Writes count values of V, byte-reversed when the stream swaps; the
+// caller's array is restored afterwards.
+template <class V>
+int writeSwapped(CCompressedOFStream& stream, V* values, int count, int offset)
+{
+    char* p = reinterpret_cast<char*>(values);
+    const int nBytes = int(sizeof(V)) * count;
+    const bool bSwap = stream.swapFlag() && sizeof(V) > 1;
+    if (bSwap)
+        tirn::swapElements(p, p, count, int(sizeof(V)));
+    stream.Write(p, offset, nBytes);
+    if (bSwap)
+        tirn::swapElements(p, p, count, int(sizeof(V)));
+    return nBytes;
+}
 
 } // namespace
 
@@ -24,112 +38,82 @@ int CCompressedOFStream::Write(char* src, int offset, int nbytes)
 
 int CCompressedOFStream::WriteAsChar(char value, int offset)
 {
-    return Write(&value, offset, 1);
+    return writeSwapped(*this, &value, 1, offset);
 }
 
 int CCompressedOFStream::WriteAsChar(char* values, int count, int offset)
 {
-    return Write(values, offset, count);
+    return writeSwapped(*this, values, count, offset);
 }
 
 int CCompressedOFStream::WriteAsUChar(unsigned char value, int offset)
 {
-    return Write(bytesOf(&value), offset, 1);
+    return writeSwapped(*this, &value, 1, offset);
 }
 
 int CCompressedOFStream::WriteAsUChar(unsigned char* values, int count, int offset)
 {
-    return Write(bytesOf(values), offset, count);
+    return writeSwapped(*this, values, count, offset);
 }
 
 int CCompressedOFStream::WriteAsShort(short value, int offset)
 {
-    swap16(bytesOf(&value), bytesOf(&value), 1);
-    return Write(bytesOf(&value), offset, 2);
+    return writeSwapped(*this, &value, 1, offset);
 }
 
 int CCompressedOFStream::WriteAsShort(short* values, int count, int offset)
 {
-    char* p = bytesOf(values);
-    swap16(p, p, count);
-    Write(p, offset, 2 * count);
-    swap16(p, p, count);
-    return 2 * count;
+    return writeSwapped(*this, values, count, offset);
 }
 
 int CCompressedOFStream::WriteAsUShort(unsigned short value, int offset)
 {
-    swap16(bytesOf(&value), bytesOf(&value), 1);
-    return Write(bytesOf(&value), offset, 2);
+    return writeSwapped(*this, &value, 1, offset);
 }
 
 int CCompressedOFStream::WriteAsUShort(unsigned short* values, int count, int offset)
 {
-    char* p = bytesOf(values);
-    swap16(p, p, count);
-    Write(p, offset, 2 * count);
-    swap16(p, p, count);
-    return 2 * count;
+    return writeSwapped(*this, values, count, offset);
 }
 
 int CCompressedOFStream::WriteAsInt(int value, int offset)
 {
-    swap32(bytesOf(&value), bytesOf(&value), 1);
-    return Write(bytesOf(&value), offset, 4);
+    return writeSwapped(*this, &value, 1, offset);
 }
 
 int CCompressedOFStream::WriteAsInt(int* values, int count, int offset)
 {
-    char* p = bytesOf(values);
-    swap32(p, p, count);
-    Write(p, offset, 4 * count);
-    swap32(p, p, count);
-    return 4 * count;
+    return writeSwapped(*this, values, count, offset);
 }
 
 int CCompressedOFStream::WriteAsUInt(unsigned int value, int offset)
 {
-    swap32(bytesOf(&value), bytesOf(&value), 1);
-    return Write(bytesOf(&value), offset, 4);
+    return writeSwapped(*this, &value, 1, offset);
 }
 
 int CCompressedOFStream::WriteAsUInt(unsigned int* values, int count, int offset)
 {
-    char* p = bytesOf(values);
-    swap32(p, p, count);
-    Write(p, offset, 4 * count);
-    swap32(p, p, count);
-    return 4 * count;
+    return writeSwapped(*this, values, count, offset);
 }
 
 int CCompressedOFStream::WriteAsFloat(float value, int offset)
 {
-    swap32(bytesOf(&value), bytesOf(&value), 1);
-    return Write(bytesOf(&value), offset, 4);
+    return writeSwapped(*this, &value, 1, offset);
 }
 
 int CCompressedOFStream::WriteAsFloat(float* values, int count, int offset)
 {
-    char* p = bytesOf(values);
-    swap32(p, p, count);
-    Write(p, offset, 4 * count);
-    swap32(p, p, count);
-    return 4 * count;
+    return writeSwapped(*this, values, count, offset);
 }
 
 int CCompressedOFStream::WriteAsDouble(double value, int offset)
 {
-    swap64(bytesOf(&value), bytesOf(&value), 1);
-    return Write(bytesOf(&value), offset, 8);
+    return writeSwapped(*this, &value, 1, offset);
 }
 
 int CCompressedOFStream::WriteAsDouble(double* values, int count, int offset)
 {
-    char* p = bytesOf(values);
-    swap64(p, p, count);
-    Write(p, offset, 8 * count);
-    swap64(p, p, count);
-    return 8 * count;
+    return writeSwapped(*this, values, count, offset);
 }
 
 void CCompressedOFStream::swap16(char* a, char* b, int count)
