@@ -1,0 +1,154 @@
+// Support for comparing a filter's fast path with its reference path: the
+// TIRN_REFERENCE switch as a scope, seeded random images that reach the
+// awkward values of every depth, and a bit-exact image comparison.
+#ifndef TESTS_FASTVSREFERENCE_H
+#define TESTS_FASTVSREFERENCE_H
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <string>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "image/CImage.h"
+
+// Sets the path for the enclosing scope and restores the environment after.
+class PathScope
+{
+public:
+    explicit PathScope(bool bReference)
+    {
+        const char* pcOld = std::getenv("TIRN_REFERENCE");
+        bHadValue = pcOld != nullptr;
+        if (bHadValue)
+            sOld = pcOld;
+        if (bReference)
+            setenv("TIRN_REFERENCE", "1", 1);
+        else
+            unsetenv("TIRN_REFERENCE");
+    }
+    ~PathScope()
+    {
+        if (bHadValue)
+            setenv("TIRN_REFERENCE", sOld.c_str(), 1);
+        else
+            unsetenv("TIRN_REFERENCE");
+    }
+    PathScope(const PathScope&) = delete;
+    PathScope& operator=(const PathScope&) = delete;
+
+private:
+    bool bHadValue = false;
+    std::string sOld;
+};
+
+// The reference path, and the fast path even in a run started with
+// TIRN_REFERENCE=1.
+struct ReferencePathScope : PathScope
+{
+    ReferencePathScope() : PathScope(true) {}
+};
+struct FastPathScope : PathScope
+{
+    FastPathScope() : PathScope(false) {}
+};
+
+// Runs f once on each path.
+template <class F> void forBothPaths(F&& f)
+{
+    {
+        FastPathScope scope;
+        SCOPED_TRACE("fast path");
+        f();
+    }
+    {
+        ReferencePathScope scope;
+        SCOPED_TRACE("reference path");
+        f();
+    }
+}
+
+// Integer depths: the whole range, extremes included. Float: mostly 0...1
+// with negatives, large values, exact zeros and (if asked) NaN mixed in.
+template <class T>
+CImage<T> randomTestImage(int w, int h, int c, unsigned uSeed, bool bWithNaN = false)
+{
+    CImage<T> image(w, h, c);
+    std::mt19937 random(uSeed);
+    for (int ch = 0; ch < c; ++ch)
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x) {
+                T value;
+                if constexpr (std::is_same<T, float>::value) {
+                    const unsigned uKind = random() % 16;
+                    const float fUnit = float(random() % 100001) / 100000.0f;
+                    if (uKind == 0)
+                        value = -fUnit;
+                    else if (uKind == 1)
+                        value = 300.0f * fUnit;
+                    else if (uKind == 2)
+                        value = 0.0f;
+                    else if (uKind == 3 && bWithNaN)
+                        value = std::numeric_limits<float>::quiet_NaN();
+                    else
+                        value = fUnit;
+                } else {
+                    const unsigned uKind = random() % 8;
+                    const unsigned uMax = std::numeric_limits<T>::max();
+                    value = T(uKind == 0 ? 0 : uKind == 1 ? uMax : random() % (uMax + 1));
+                }
+                image.setPixel(x, y, ch, value);
+            }
+    return image;
+}
+
+// Which NaN an operation on two NaN operands returns (sign, payload) is the
+// processor's pick by operand position, and the compiler may swap the
+// operands of a commutative operation; so any NaN matches any NaN.
+template <class T> bool bothNaN(T a, T b)
+{
+    if constexpr (std::is_same<T, float>::value)
+        return std::isnan(a) && std::isnan(b);
+    else
+        return false;
+}
+
+// Same shape, name, infos and bits (-0 and +0 differ; NaN see bothNaN).
+template <class T> void expectSameImage(const CImage<T>& a, const CImage<T>& b)
+{
+    ASSERT_EQ(a.width(), b.width());
+    ASSERT_EQ(a.height(), b.height());
+    ASSERT_EQ(a.channels(), b.channels());
+    EXPECT_STREQ(a.getName(), b.getName());
+    for (int c = 0; c < a.channels(); ++c) {
+        EXPECT_STREQ(a.getChannelInfo(c), b.getChannelInfo(c)) << "channel " << c;
+        for (int y = 0; y < a.height(); ++y)
+            for (int x = 0; x < a.width(); ++x) {
+                const T va = a.getPixel(x, y, c), vb = b.getPixel(x, y, c);
+                if (bothNaN(va, vb))
+                    continue;
+                if (std::memcmp(&va, &vb, sizeof(T)) != 0) {
+                    ADD_FAILURE() << "pixel (" << x << "," << y << "," << c
+                                  << "): " << +va << " != " << +vb;
+                    return;
+                }
+            }
+    }
+}
+
+// The sizes every differential test walks: single pixels, single rows and
+// columns, even and odd.
+inline const std::vector<std::pair<int, int>>& awkwardSizes()
+{
+    static const std::vector<std::pair<int, int>> sizes = {
+        {1, 1}, {2, 2}, {3, 1}, {1, 3}, {5, 4}, {4, 7}, {17, 9}};
+    return sizes;
+}
+
+#endif

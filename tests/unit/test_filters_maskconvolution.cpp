@@ -1,0 +1,358 @@
+// Mask-generator convolution: the generated masks (sums, symmetries,
+// rotation, even sizes), edge-repeating borders, per-term truncation and
+// wrap at integer depths, external masks used as given.
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "FastVsReference.h"
+#include "PixelTypes.h"
+#include "filters/CConvolutionFilter.h"
+
+namespace {
+
+std::vector<float> generate(int iSize, float fType, float fOrientation = 0.0f, float fZoom = 1.0f)
+{
+    std::vector<float> mask(std::size_t(iSize) * iSize, -99.0f);
+    CConvolutionFilter<float> filter(iSize, fType, fOrientation, fZoom, 0);
+    filter.pfMask = mask.data();
+    testing::internal::CaptureStderr();
+    filter.MaskGenerator(iSize, fType, fOrientation, fZoom);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), ""); // no range report
+    return mask;
+}
+
+void expectSums(const std::vector<float>& mask, double dPositive, double dNegative)
+{
+    double dPos = 0, dNeg = 0;
+    for (float w : mask)
+        (w < 0 ? dNeg : dPos) += w;
+    EXPECT_NEAR(dPos, dPositive, 1e-6);
+    EXPECT_NEAR(dNeg, dNegative, 1e-6);
+}
+
+template <class T>
+CImage<T> convolve(const CImage<T>& in, std::vector<float>& mask, int iSize, int iExternal = 1,
+                   float fType = 0.0f, float fOrientation = 0.0f, float fZoom = 1.0f)
+{
+    CImage<T> out(1, 1, 1);
+    CConvolutionFilter<T> filter(iSize, fType, fOrientation, fZoom, iExternal);
+    filter.pfMask = mask.data();
+    filter.exec(&in, &out);
+    return out;
+}
+
+template <class T> CImage<T> constant(int w, int h, int c, T value)
+{
+    CImage<T> image(w, h, c);
+    for (int ch = 0; ch < c; ++ch)
+        for (int y = 0; y < h; ++y)
+            for (int x = 0; x < w; ++x)
+                image.setPixel(x, y, ch, value);
+    return image;
+}
+
+} // namespace
+
+TEST(MaskGenerator, AverageIsNineNinthsAndKeepsAConstant)
+{
+    const std::vector<float> mask = generate(3, 9.0f);
+    for (float w : mask)
+        EXPECT_EQ(w, float(1.0 / 9));
+    expectSums(mask, 1.0, 0.0);
+    std::vector<float> own = mask;
+    forBothPaths([&] {
+        const CImage<float> out = convolve(constant(4, 3, 2, 5.0f), own, 3);
+        for (int c = 0; c < 2; ++c)
+            for (int y = 0; y < 3; ++y)
+                for (int x = 0; x < 4; ++x)
+                    EXPECT_EQ(out.getPixel(x, y, c), 5.0f);
+    });
+}
+
+TEST(MaskGenerator, GaussIsSymmetricAndSumsToOne)
+{
+    for (int iSize : {3, 5, 6}) {
+        const std::vector<float> m = generate(iSize, 0.0f, 0.0f, 2.0f);
+        for (int j = 0; j < iSize; ++j)
+            for (int i = 0; i < iSize; ++i) {
+                const float w = m[iSize * j + i];
+                EXPECT_GT(w, 0.0f);
+                EXPECT_EQ(w, m[iSize * (iSize - 1 - j) + i]);
+                EXPECT_EQ(w, m[iSize * j + iSize - 1 - i]);
+                EXPECT_EQ(w, m[iSize * i + j]);
+            }
+        expectSums(m, 1.0, 0.0);
+    }
+    // The peak is at the centre and falls off as exp(-r^2).
+    const std::vector<float> m = generate(3, 0.0f);
+    EXPECT_NEAR(m[4] / m[5], std::exp(1.0), 1e-5);
+    EXPECT_NEAR(m[4] / m[0], std::exp(2.0), 1e-5);
+}
+
+TEST(MaskGenerator, OddDerivativesAreAntisymmetricInTheRowOffset)
+{
+    for (float fType : {1.0f, 3.0f}) {
+        const int n = 5;
+        const std::vector<float> m = generate(n, fType, 0.0f, 1.5f);
+        for (int j = 0; j < n; ++j)
+            for (int i = 0; i < n; ++i)
+                EXPECT_EQ(m[n * j + i], -m[n * (n - 1 - j) + i]) << fType << " " << j << "," << i;
+        for (int i = 0; i < n; ++i)
+            EXPECT_EQ(std::fabs(m[n * 2 + i]), 0.0f); // the centre row
+        expectSums(m, 1.0, -1.0);
+        // Type 1 is -2 Y E: negative below the centre row (Y > 0).
+        if (fType == 1.0f) {
+            EXPECT_LT(m[n * 3 + 2], 0.0f);
+            EXPECT_GT(m[n * 1 + 2], 0.0f);
+        }
+    }
+}
+
+TEST(MaskGenerator, EveryTypeNormalisesBothSigns)
+{
+    // Types with both signs: +1 and -1. All-negative "other" types: -1 only.
+    const struct
+    {
+        float fType;
+        double dPos, dNeg;
+    } cases[] = {{2, 1, -1}, {4, 1, -1}, {5, 1, -1}, {6, 1, -1},
+                 {7, 1, -1}, {8, 1, -1}, {9.7f, 1, 0}, {11, 0, -1}, {-3, 0, -1}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.fType);
+        const std::vector<float> m = generate(7, c.fType, 30.0f, 0.5f);
+        expectSums(m, c.dPos, c.dNeg);
+    }
+    // Every cell of an unknown type is -1 before normalisation: -1/49 after.
+    for (float w : generate(7, 10.0f))
+        EXPECT_EQ(w, float(1.0f / -49.0f));
+}
+
+TEST(MaskGenerator, QuarterTurnTransposesTheBar)
+{
+    const int n = 5;
+    const std::vector<float> upright = generate(n, 6.0f, 0.0f, 1.0f);
+    const std::vector<float> turned = generate(n, 6.0f, 90.0f, 1.0f);
+    for (int j = 0; j < n; ++j)
+        for (int i = 0; i < n; ++i) {
+            EXPECT_NEAR(turned[n * j + i], upright[n * i + j], 1e-6f);
+            // Upright, the bar runs down the centre column.
+            EXPECT_EQ(upright[n * j + i], upright[n * 0 + i]);
+        }
+    EXPECT_GT(upright[2], 0.0f);
+    EXPECT_LT(upright[0], 0.0f);
+}
+
+TEST(MaskGenerator, EvenSizesUseHalfPixelOffsets)
+{
+    // Size 4: offsets +-0.5 and +-1.5, so the four inner cells are equal and
+    // lie at squared radius 0.5.
+    const std::vector<float> m = generate(4, 0.0f);
+    EXPECT_EQ(m[5], m[6]);
+    EXPECT_EQ(m[5], m[9]);
+    EXPECT_EQ(m[5], m[10]);
+    EXPECT_NEAR(m[5] / m[0], std::exp(4.0), 1e-4); // 4.5 - 0.5
+}
+
+TEST(MaskGenerator, OwnBufferWhenNoMaskIsSet)
+{
+    CConvolutionFilter<float> filter(3, 9.0f, 0.0f, 1.0f, 0);
+    EXPECT_EQ(filter.mask(), nullptr);
+    const CImage<float> in = constant(2, 2, 1, 5.0f);
+    CImage<float> out(1, 1, 1);
+    filter.exec(&in, &out);
+    ASSERT_NE(filter.mask(), nullptr);
+    EXPECT_EQ(filter.mask()[4], float(1.0 / 9));
+    EXPECT_EQ(out.getPixel(1, 1, 0), 5.0f);
+    EXPECT_EQ(filter.iSrcDepth, 32);
+    EXPECT_EQ(filter.iTgtDepth, 32);
+}
+
+TEST(MaskConvolution, RefusesAMissingExternalMaskAndHugeSizes)
+{
+    const CImage<unsigned char> in(3, 3, 1);
+    CImage<unsigned char> out(1, 1, 1);
+    CConvolutionFilter<unsigned char> external(3, 0.0f, 0.0f, 1.0f, 1);
+    try {
+        external.exec(&in, &out);
+        ADD_FAILURE();
+    } catch (const CException& e) {
+        EXPECT_STREQ(e.what(), "CConvolutionFilter: no mask to convolve with!");
+    }
+    CConvolutionFilter<unsigned char> huge(100000, 0.0f, 0.0f, 1.0f, 0);
+    try {
+        huge.exec(&in, &out);
+        ADD_FAILURE();
+    } catch (const CException& e) {
+        EXPECT_STREQ(e.what(), "CConvolutionFilter: mask size 100000 out of range (at most 4096)!");
+    }
+}
+
+TEST(MaskConvolution, ClipToRange)
+{
+    EXPECT_EQ(CConvolutionFilter<float>::clip2range(0, -3, 9), 0);
+    EXPECT_EQ(CConvolutionFilter<float>::clip2range(0, 12, 9), 9);
+    EXPECT_EQ(CConvolutionFilter<float>::clip2range(0, 4, 9), 4);
+}
+
+template <class T> class MaskConvolutionTyped : public ::testing::Test
+{
+};
+TYPED_TEST_SUITE(MaskConvolutionTyped, PixelTypes);
+
+TYPED_TEST(MaskConvolutionTyped, ExternalMaskAsGivenWithRepeatedEdges)
+{
+    using T = TypeParam;
+    forBothPaths([] {
+        CImage<T> in(3, 2, 1);
+        for (int y = 0; y < 2; ++y)
+            for (int x = 0; x < 3; ++x)
+                in.setPixel(x, y, 0, T(10 * y + x + 1));
+        // Size 4, r = 1: weight (j, i) reads (x - 1 + i, y - 1 + j).
+        std::vector<float> mask(16, 0.0f);
+        mask[0] = 2.0f; // (x - 1, y - 1), not normalised
+        const CImage<T> up = convolve(in, mask, 4);
+        EXPECT_EQ(mask[0], 2.0f);
+        EXPECT_EQ(up.getPixel(0, 0, 0), T(2));  // clipped to (0, 0)
+        EXPECT_EQ(up.getPixel(2, 1, 0), T(4));  // (1, 0) = 2
+        EXPECT_EQ(up.getPixel(1, 1, 0), T(2));  // (0, 0) = 1
+        mask[0] = 0.0f;
+        mask[15] = 1.0f; // (x + 2, y + 2)
+        const CImage<T> down = convolve(in, mask, 4);
+        EXPECT_EQ(down.getPixel(0, 0, 0), T(13)); // clipped to (2, 1)
+        EXPECT_EQ(down.getPixel(2, 1, 0), T(13));
+    });
+}
+
+TYPED_TEST(MaskConvolutionTyped, EveryChannelAndTheTargetTakesTheSourceShape)
+{
+    using T = TypeParam;
+    CImage<T> in(3, 3, 2);
+    in.setPixel(1, 1, 0, T(9));
+    in.setPixel(1, 1, 1, T(18));
+    std::vector<float> mask(9, 1.0f);
+    CImage<T> out(5, 1, 4);
+    CConvolutionFilter<T> filter(3, 0.0f, 0.0f, 1.0f, 1);
+    filter.pfMask = mask.data();
+    filter.exec(&in, &out);
+    ASSERT_EQ(out.width(), 3);
+    ASSERT_EQ(out.channels(), 2);
+    for (int y = 0; y < 3; ++y)
+        for (int x = 0; x < 3; ++x) {
+            EXPECT_EQ(out.getPixel(x, y, 0), T(9));
+            EXPECT_EQ(out.getPixel(x, y, 1), T(18));
+        }
+}
+
+TEST(MaskConvolution, IntegerDepthsTruncateEachProductAndWrap)
+{
+    forBothPaths([] {
+        std::vector<float> halves(9, 0.5f);
+        // 3 * 0.5 = 1.5 truncates to 1 nine times: 9, not 13.
+        const CImage<unsigned char> a = convolve(constant<unsigned char>(3, 3, 1, 3), halves, 3);
+        EXPECT_EQ(a.getPixel(1, 1, 0), 9);
+        const CImage<float> f = convolve(constant<float>(3, 3, 1, 3.0f), halves, 3);
+        EXPECT_EQ(f.getPixel(1, 1, 0), 13.5f);
+        // Negative weights subtract and wrap instead of clamping.
+        std::vector<float> minus(1, -1.0f);
+        const CImage<unsigned char> b = convolve(constant<unsigned char>(2, 2, 1, 5), minus, 1);
+        EXPECT_EQ(b.getPixel(0, 0, 0), 251);
+        const CImage<unsigned short> c = convolve(constant<unsigned short>(2, 2, 1, 5), minus, 1);
+        EXPECT_EQ(c.getPixel(1, 1, 0), 65531);
+        // Large sums wrap too: nine times 100.
+        std::vector<float> ones(9, 1.0f);
+        const CImage<unsigned char> d = convolve(constant<unsigned char>(3, 3, 1, 100), ones, 3);
+        EXPECT_EQ(d.getPixel(1, 1, 0), 900 % 256);
+        // -0.5 truncates to 0 per term: nothing is subtracted.
+        std::vector<float> small(9, -0.5f);
+        const CImage<unsigned char> e = convolve(constant<unsigned char>(3, 3, 1, 1), small, 3);
+        EXPECT_EQ(e.getPixel(1, 1, 0), 0);
+    });
+}
+
+TEST(MaskConvolution, GeneratedSmoothingMaskOnAnEightBitImage)
+{
+    // Average 3 x 3 on a single bright pixel: 90 * 0.11111111 = 10.0000002
+    // per term, truncated to 10 at the pixels that see it once.
+    CImage<unsigned char> in(5, 5, 1);
+    in.setPixel(2, 2, 0, 90);
+    std::vector<float> unused;
+    const CImage<unsigned char> out = convolve(in, unused, 3, 0, 9.0f);
+    EXPECT_EQ(out.getPixel(1, 1, 0), 10);
+    EXPECT_EQ(out.getPixel(3, 2, 0), 10);
+    EXPECT_EQ(out.getPixel(0, 0, 0), 0);
+}
+
+TEST(MaskConvolutionDeathTest, HeightZeroEndsTheProcessAtTheRowAccess)
+{
+    const CImage<float> flat(3, 0, 1);
+    CImage<float> out(1, 1, 1);
+    CConvolutionFilter<float> filter(3, 0.0f, 0.0f, 1.0f, 0);
+    EXPECT_DEATH(filter.exec(&flat, &out), "iRow < iHeight");
+}
+
+TYPED_TEST(MaskConvolutionTyped, FastPathMatchesReference)
+{
+    using T = TypeParam;
+    unsigned uSeed = 900;
+    const float afOrientation[] = {0.0f, 37.5f, 90.0f, -120.0f};
+    for (const auto& size : awkwardSizes())
+        for (int iMask = 1; iMask <= 6; ++iMask) {
+            ++uSeed;
+            const CImage<T> in = randomTestImage<T>(size.first, size.second, 2, uSeed, true);
+            const float fType = float(uSeed % 11);
+            const float fOrientation = afOrientation[uSeed % 4];
+            const float fZoom = 0.5f + float(uSeed % 3);
+            CImage<T> fast(1, 1, 1), reference(1, 1, 1);
+            {
+                FastPathScope scope;
+                CConvolutionFilter<T> filter(iMask, fType, fOrientation, fZoom, 0);
+                filter.exec(&in, &fast);
+            }
+            {
+                ReferencePathScope scope;
+                CConvolutionFilter<T> filter(iMask, fType, fOrientation, fZoom, 0);
+                filter.exec(&in, &reference);
+            }
+            SCOPED_TRACE("mask " + std::to_string(iMask) + " type " + std::to_string(fType));
+            expectSameImage(fast, reference);
+        }
+}
+
+TYPED_TEST(MaskConvolutionTyped, ProductsBeyondTheIntRangeAgreeOnBothPaths)
+{
+    using T = TypeParam;
+    // Out-of-range and NaN products convert to 0x80000000 on either path.
+    std::vector<float> mask = {3e9f, -3e9f, std::nanf(""), 0.5f, 2147483520.0f, -1.0f,
+                               1e-3f, 7.0f, -2147483648.0f};
+    const CImage<T> in = randomTestImage<T>(9, 5, 1, 77);
+    CImage<T> fast(1, 1, 1), reference(1, 1, 1);
+    {
+        FastPathScope scope;
+        fast = convolve(in, mask, 3);
+    }
+    {
+        ReferencePathScope scope;
+        reference = convolve(in, mask, 3);
+    }
+    expectSameImage(fast, reference);
+}
+
+TYPED_TEST(MaskConvolutionTyped, InPlaceReadsWhatItWrites)
+{
+    using T = TypeParam;
+    // In place the target channel is cleared first and the sums read the
+    // cleared and already written pixels: the result is all zero.
+    for (bool bReference : {false, true}) {
+        PathScope scope(bReference);
+        CImage<T> image = randomTestImage<T>(6, 5, 2, 4);
+        std::vector<float> mask(9, 0.25f);
+        CConvolutionFilter<T> filter(3, 0.0f, 0.0f, 1.0f, 1);
+        filter.pfMask = mask.data();
+        filter.exec(&image, &image);
+        for (int c = 0; c < 2; ++c)
+            for (int y = 0; y < 5; ++y)
+                for (int x = 0; x < 6; ++x)
+                    EXPECT_EQ(image.getPixel(x, y, c), T(0));
+    }
+}
