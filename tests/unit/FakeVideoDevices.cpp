@@ -17,8 +17,7 @@
 #include <libv4l1-videodev.h>
 #include <linux/videodev2.h>
 
-#include "capture/CImageTVGrab.h"
-#include "capture/CImageUSBGrab.h"
+#include "capture/DeviceAccess.h"
 
 namespace fake {
 namespace {
@@ -109,7 +108,6 @@ struct V4L1Device
 std::mutex g_v1Mutex;
 V4L1Config g_v1Config;
 V4L1Device g_v1Devices[4];
-const TDeviceAccess* g_pPreviousV1 = nullptr;
 
 V4L1Device* v1Device(int fd)
 {
@@ -309,7 +307,6 @@ struct V4L2Device
 
 std::mutex g_v2Mutex;
 V4L2Config g_v2Config;
-const TDeviceAccess* g_pPreviousV2 = nullptr;
 
 unsigned bytesPerLine() { return g_v2.width * 3 + kRowPadding; }
 
@@ -482,22 +479,17 @@ const TDeviceAccess kFakeV4L2 = {v2Open, v2Ioctl, v2Mmap, v2Munmap, v2Close};
 
 } // namespace
 
-void installV4L1(const V4L1Config& config)
+void resetV4L1(const V4L1Config& config)
 {
-    {
-        std::lock_guard<std::mutex> lock(g_v1Mutex);
-        g_v1Config = config;
-        for (V4L1Device& device : g_v1Devices) {
-            delete[] device.area;
-            device = V4L1Device();
-        }
+    std::lock_guard<std::mutex> lock(g_v1Mutex);
+    g_v1Config = config;
+    for (V4L1Device& device : g_v1Devices) {
+        delete[] device.area;
+        device = V4L1Device();
     }
-    const TDeviceAccess* pPrevious = CImageTVGrab::setDeviceAccess(&kFakeV4L1);
-    if (pPrevious != &kFakeV4L1)
-        g_pPreviousV1 = pPrevious;
 }
 
-void uninstallV4L1() { CImageTVGrab::setDeviceAccess(g_pPreviousV1); }
+const TDeviceAccess& v4l1Access() { return kFakeV4L1; }
 
 V4L1Stats v4l1Stats(int device)
 {
@@ -505,19 +497,14 @@ V4L1Stats v4l1Stats(int device)
     return g_v1Devices[device].stats;
 }
 
-void installV4L2(const V4L2Config& config)
+void resetV4L2(const V4L2Config& config)
 {
-    {
-        std::lock_guard<std::mutex> lock(g_v2Mutex);
-        g_v2Config = config;
-        g_v2 = V4L2Device();
-    }
-    const TDeviceAccess* pPrevious = CImageUSBGrab::setDeviceAccess(&kFakeV4L2);
-    if (pPrevious != &kFakeV4L2)
-        g_pPreviousV2 = pPrevious;
+    std::lock_guard<std::mutex> lock(g_v2Mutex);
+    g_v2Config = config;
+    g_v2 = V4L2Device();
 }
 
-void uninstallV4L2() { CImageUSBGrab::setDeviceAccess(g_pPreviousV2); }
+const TDeviceAccess& v4l2Access() { return kFakeV4L2; }
 
 V4L2Stats v4l2Stats()
 {

@@ -15,6 +15,8 @@
 #include <string>
 #include <thread>
 
+struct TDeviceAccess;
+
 namespace fake {
 
 struct V4L1Config
@@ -53,6 +55,11 @@ struct V4L1Stats
 // Resets the four fake devices and installs the fake into CImageTVGrab.
 void installV4L1(const V4L1Config& config = V4L1Config());
 void uninstallV4L1();
+// The same without installing: for a program that puts the fake in front
+// of the driver library itself (the ABI tests, which cannot reach the
+// plug-in's classes).
+void resetV4L1(const V4L1Config& config = V4L1Config());
+const TDeviceAccess& v4l1Access();
 V4L1Stats v4l1Stats(int device);
 
 struct V4L2Config
@@ -76,6 +83,8 @@ struct V4L2Stats
 
 void installV4L2(const V4L2Config& config = V4L2Config());
 void uninstallV4L2();
+void resetV4L2(const V4L2Config& config = V4L2Config());
+const TDeviceAccess& v4l2Access();
 V4L2Stats v4l2Stats();
 
 } // namespace fake
