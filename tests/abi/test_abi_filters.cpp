@@ -414,6 +414,24 @@ TEST_F(AbiFilters, DiffImageReturnsANewFloatImage)
     EXPECT_EQ(channel(v.handle), (std::vector<float>{3, 3, 0}));
 }
 
+// Regression: an 8-bit image was read as floats past the end of its buffer.
+TEST_F(AbiFilters, ColourFunctionsRefuseImagesThatAreNotFloat)
+{
+    void* pFloat = row(32, {1, 5, -2});
+    void* pByte = row(8, {4, 2, 1});
+    EXPECT_EQ(m->callFunction("DiffImage", {Arg::image(pFloat), Arg::image(pByte)}).handle,
+              nullptr);
+    std::vector<float> ref = {0.0f}, out = {-1.0f};
+    EXPECT_EQ(m->callFunction("HistogramDistance", {Arg::image(pByte), Arg::floats(ref), F(0.5f),
+                                                    F(10.0f), Arg::floats(out)})
+                  .handle,
+              nullptr);
+    EXPECT_EQ(out[0], -1.0f);
+    EXPECT_EQ(errors(),
+              (Errors{{"badarg", "DiffImage: image argument 2 has depth 8, 32 needed\n"},
+                      {"badarg", "HistogramDistance: image argument 1 has depth 8, 32 needed\n"}}));
+}
+
 TEST_F(AbiFilters, DistancesWriteTheirResultIntoTheFifthArgument)
 {
     // Ten pixels at distances 0..9 from the reference 0, limit 10.

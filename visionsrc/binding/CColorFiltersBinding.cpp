@@ -1,6 +1,7 @@
-// The colour-matching functions as free script functions. Their images are
-// taken as 32-bit images without looking at the depth (the functions are
-// defined on float images only); each result is a new handle for the host.
+// The colour-matching functions as free script functions. They are defined
+// on float images only; each result is a new handle for the host. An image
+// of another depth would be read as floats past the end of its buffer, so
+// it is refused instead.
 #include "binding/TirnDispatch.h"
 #include "filters/CColorFilters.h"
 
@@ -13,9 +14,24 @@ const CImage<float>* floatImage(void** apArgs, int i)
     return static_cast<const CImage<float>*>(apArgs[i]);
 }
 
+bool floatImages(void** apArgs, int nImages, const char* pcFunction)
+{
+    for (int i = 0; i < nImages; ++i) {
+        const int iDepth = apArgs[i] ? depthOf(apArgs[i]) : 0;
+        if (iDepth != 32) {
+            prog_throw("badarg", "%s: image argument %d has depth %d, 32 needed\n", pcFunction,
+                       i + 1, iDepth);
+            return false;
+        }
+    }
+    return true;
+}
+
 // The reference colour must hold one value per channel of the image.
 bool referenceFits(int const* aiDims, void** apArgs, const char* pcFunction)
 {
+    if (!floatImages(apArgs, 1, pcFunction))
+        return false;
     const int iChannels = floatImage(apArgs, 0)->channels();
     if (argFloats(apArgs, 1) && aiDims[1] >= iChannels)
         return true;
@@ -47,6 +63,8 @@ void* distanceImage(int const* aiDims, void** apArgs, const char* pcName, Functi
 
 TIRN_WRAPPER(void*, CColorFilters_0_DiffImage)
 {
+    if (!floatImages(apArgs, 2, "DiffImage"))
+        return nullptr;
     return guarded<void*>(
         [&]() -> void* { return newHandle(DiffImage(floatImage(apArgs, 0), floatImage(apArgs, 1))); });
 }
