@@ -5,7 +5,7 @@
 
 #include <cstdlib>
 
-#include "BenchImages.h"
+#include "BenchFilters.h"
 #include "filters/CColormap.h"
 #include "filters/CConvolutionFilter.h"
 #include "filters/CHsiRgbFilter.h"
@@ -27,19 +27,6 @@ void maskGrid(benchmark::internal::Benchmark* b)
     for (int iMask : {3, 5, 9})
         b->Args({512, 512, iMask})->Args({511, 512, iMask});
 }
-
-// Sets the reference switch for one benchmark and restores it afterwards.
-struct PathChoice
-{
-    explicit PathChoice(bool bReference)
-    {
-        if (bReference)
-            setenv("TIRN_REFERENCE", "1", 1);
-        else
-            unsetenv("TIRN_REFERENCE");
-    }
-    ~PathChoice() { unsetenv("TIRN_REFERENCE"); }
-};
 
 // The colour scales and hue expect 0...1: float inputs are scaled there,
 // integer ones stay as they are (the maps then saturate, as defined).

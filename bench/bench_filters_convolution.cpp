@@ -9,7 +9,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "BenchImages.h"
+#include "BenchFilters.h"
 #include "filters/CGaussFilter.h"
 #include "filters/CMeanFilter.h"
 #include "filters/CSobelFilter.h"
@@ -30,34 +30,6 @@ void sobelGrid(benchmark::internal::Benchmark* b)
 {
     for (int iMask : {3, 5})
         b->Args({512, 512, iMask})->Args({511, 512, iMask});
-}
-
-// Sets the reference switch for one benchmark and restores it afterwards.
-struct PathChoice
-{
-    explicit PathChoice(bool bReference)
-    {
-        if (bReference)
-            setenv("TIRN_REFERENCE", "1", 1);
-        else
-            unsetenv("TIRN_REFERENCE");
-    }
-    ~PathChoice() { unsetenv("TIRN_REFERENCE"); }
-};
-
-template <class T> void runFilter(benchmark::State& state, CTransformation<T>& filter,
-                                  bool bReference)
-{
-    const CImage<T> src = randomImage<T>(int(state.range(0)), int(state.range(1)), 1);
-    CImage<T> out(1, 1, 1);
-    filter.setInput(&src);
-    filter.setOutput(&out);
-    PathChoice path(bReference);
-    for (auto _ : state) {
-        filter.exec();
-        benchmark::DoNotOptimize(out.getChannelDataPtr(0));
-    }
-    state.SetItemsProcessed(state.iterations() * src.pixelsPerChannel());
 }
 
 template <class T, bool bReference> void BM_Mean(benchmark::State& state)

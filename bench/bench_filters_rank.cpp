@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <iostream>
 
-#include "BenchImages.h"
+#include "BenchFilters.h"
 #include "filters/CMedianFilter.h"
 #include "filters/CRankFilter.h"
 #include "filters/CsimpleMedian.h"
@@ -21,33 +21,6 @@ void grid(benchmark::internal::Benchmark* b)
 {
     for (int iSide : {3, 5})
         b->Args({512, 512, iSide})->Args({511, 512, iSide});
-}
-
-struct PathChoice
-{
-    explicit PathChoice(bool bReference)
-    {
-        if (bReference)
-            setenv("TIRN_REFERENCE", "1", 1);
-        else
-            unsetenv("TIRN_REFERENCE");
-    }
-    ~PathChoice() { unsetenv("TIRN_REFERENCE"); }
-};
-
-template <class T> void runFilter(benchmark::State& state, CTransformation<T>& filter,
-                                  bool bReference)
-{
-    const CImage<T> src = randomImage<T>(int(state.range(0)), int(state.range(1)), 1);
-    CImage<T> out(1, 1, 1);
-    filter.setInput(&src);
-    filter.setOutput(&out);
-    PathChoice path(bReference);
-    for (auto _ : state) {
-        filter.exec();
-        benchmark::DoNotOptimize(out.getChannelDataPtr(0));
-    }
-    state.SetItemsProcessed(state.iterations() * src.pixelsPerChannel());
 }
 
 template <class T, bool bReference> void BM_Median(benchmark::State& state)
