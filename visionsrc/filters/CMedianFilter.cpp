@@ -37,23 +37,9 @@ template <class T>
 void CMedianFilter<T>::singleChannelOperation(const CImage<T>& src, CImage<T>& tgt)
 {
     const int h = tirn::rankHalfSide(iSize, "CMedianFilter");
-    const int iWidth = src.width(), iHeight = src.height();
-    if (tgt.width() != iWidth || tgt.height() != iHeight || tgt.channels() < 1)
-        tgt.resize(iWidth, iHeight, std::max(tgt.channels(), 1));
-    tgt.clear(0);
-    if (src.channels() < 1 || src.pixelsPerChannel() <= 0)
-        return;
-    if (!tirn::referencePathForced()) {
-        filterRows(src, tgt, h);
-        return;
-    }
-    delete[] pfBuffer;
-    pfBuffer = new float[tirn::rankBufferLength(h)];
-    for (int x = 0; x < iWidth; ++x)
-        for (int y = 0; y < iHeight; ++y)
-            tgt.setPixel(x, y, 0, scanSingleChannelRegion(src, x, y));
-    delete[] pfBuffer;
-    pfBuffer = nullptr;
+    tirn::runRankChannel(
+        src, tgt, h, pfBuffer, [&] { filterRows(src, tgt, h); },
+        [&](int x, int y) { return scanSingleChannelRegion(src, x, y); });
 }
 
 // Rows outermost, straight from the channel's storage; the window is

@@ -46,23 +46,9 @@ template <class T>
 void CRankFilter<T>::singleChannelOperation(const CImage<T>& src, CImage<T>& tgt)
 {
     const int h = tirn::rankHalfSide(iSize, "CRankFilter");
-    const int iWidth = src.width(), iHeight = src.height();
-    if (tgt.width() != iWidth || tgt.height() != iHeight || tgt.channels() < 1)
-        tgt.resize(iWidth, iHeight, std::max(tgt.channels(), 1));
-    tgt.clear(0);
-    if (src.channels() < 1 || src.pixelsPerChannel() <= 0)
-        return;
-    if (!tirn::referencePathForced()) {
-        filterRows(src, tgt, h);
-        return;
-    }
-    delete[] ptBuffer;
-    ptBuffer = new T[tirn::rankBufferLength(h)];
-    for (int x = 0; x < iWidth; ++x)
-        for (int y = 0; y < iHeight; ++y)
-            tgt.setPixel(x, y, 0, scanSingleChannelRegion(src, x, y));
-    delete[] ptBuffer;
-    ptBuffer = nullptr;
+    tirn::runRankChannel(
+        src, tgt, h, ptBuffer, [&] { filterRows(src, tgt, h); },
+        [&](int x, int y) { return scanSingleChannelRegion(src, x, y); });
 }
 
 // Rows outermost; incomplete windows are decided from their size alone and

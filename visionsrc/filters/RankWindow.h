@@ -5,7 +5,8 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "image/CException.h"
+#include "filters/ReferencePath.h"
+#include "image/CImage.h"
 
 namespace tirn {
 
@@ -50,6 +51,33 @@ inline int windowCount(int iWidth, int iHeight, int x, int y, int h)
     const int iCols = std::min(x + h, iWidth - 1) - std::max(x - h, 0) + 1;
     const int iRows = std::min(y + h, iHeight - 1) - std::max(y - h, 0) + 1;
     return iCols > 0 && iRows > 0 ? iCols * iRows : 0;
+}
+
+// The common channel driver of the rank filters: the target takes the
+// source's size and is cleared; then either the row-wise fast path runs, or
+// the reference walk (x outer, y inner) with a scratch window buffer that the
+// filter owns only for the duration of the walk.
+template <class T, class E, class FastRows, class ScanPixel>
+void runRankChannel(const CImage<T>& src, CImage<T>& tgt, int h, E*& pBuffer,
+                    FastRows fastRows, ScanPixel scanPixel)
+{
+    const int iWidth = src.width(), iHeight = src.height();
+    if (tgt.width() != iWidth || tgt.height() != iHeight || tgt.channels() < 1)
+        tgt.resize(iWidth, iHeight, std::max(tgt.channels(), 1));
+    tgt.clear(0);
+    if (src.channels() < 1 || src.pixelsPerChannel() <= 0)
+        return;
+    if (!referencePathForced()) {
+        fastRows();
+        return;
+    }
+    delete[] pBuffer;
+    pBuffer = new E[rankBufferLength(h)];
+    for (int x = 0; x < iWidth; ++x)
+        for (int y = 0; y < iHeight; ++y)
+            tgt.setPixel(x, y, 0, scanPixel(x, y));
+    delete[] pBuffer;
+    pBuffer = nullptr;
 }
 
 } // namespace tirn
