@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "FilterRun.h"
 #include "PixelTypes.h"
 #include "filters/CGaussFilter.h"
 #include "filters/CGenericConvolution.h"
@@ -25,25 +26,6 @@ template <class T> CImage<T> filled(int w, int h, int c, T value)
             for (int x = 0; x < w; ++x)
                 image.setPixel(x, y, ch, value);
     return image;
-}
-
-// 1 ... w*h row by row.
-template <class T> CImage<T> counting(int w, int h)
-{
-    CImage<T> image(w, h, 1);
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x)
-            image.setPixel(x, y, 0, T(1 + y * w + x));
-    return image;
-}
-
-template <class T> CImage<T> run(CTransformation<T>& filter, const CImage<T>& src)
-{
-    CImage<T> out(1, 1, 1);
-    filter.setInput(&src);
-    filter.setOutput(&out);
-    filter.exec();
-    return out;
 }
 
 std::vector<float> maskOf(const CConvolution<float>& f)

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "FilterRun.h"
 #include "PixelTypes.h"
 #include "filters/CMedianFilter.h"
 #include "filters/CRankFilter.h"
@@ -14,25 +15,6 @@
 #include "filters/utils.h"
 
 namespace {
-
-// 1 ... w*h row by row.
-template <class T> CImage<T> counting(int w, int h)
-{
-    CImage<T> image(w, h, 1);
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x)
-            image.setPixel(x, y, 0, T(1 + y * w + x));
-    return image;
-}
-
-template <class T> CImage<T> run(CTransformation<T>& filter, const CImage<T>& src)
-{
-    CImage<T> out(1, 1, 1);
-    filter.setInput(&src);
-    filter.setOutput(&out);
-    filter.exec();
-    return out;
-}
 
 template <class T> std::vector<T> pixels(const CImage<T>& image, int c = 0)
 {
