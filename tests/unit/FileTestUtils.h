@@ -14,6 +14,8 @@
 #include <unistd.h>
 #include <zlib.h>
 
+#include "fileio/CImageFileIO.h"
+
 namespace testfiles {
 
 using Bytes = std::vector<unsigned char>;
@@ -134,6 +136,31 @@ template <class V> V getLE(const Bytes& b, std::size_t offset)
     (void)b.at(offset + sizeof v - 1);
     return v;
 }
+
+// load and save with their standard output captured, and handed back on
+// request.
+template <class T> int loadQuiet(CImage<T>& image, const std::string& sPath, TDataFormat f,
+                                 std::string* pOut = nullptr)
+{
+    testing::internal::CaptureStdout();
+    const int iResult = CImageFileIO<T>().load(image, sPath.c_str(), f);
+    const std::string sOut = testing::internal::GetCapturedStdout();
+    if (pOut)
+        *pOut = sOut;
+    return iResult;
+}
+
+template <class T> int saveQuiet(CImage<T>& image, const std::string& sPath, TDataFormat f,
+                                 std::string* pOut = nullptr, TImageType t = IMAGE_SINGLE)
+{
+    testing::internal::CaptureStdout();
+    const int iResult = CImageFileIO<T>().save(&image, sPath.c_str(), f, t);
+    const std::string sOut = testing::internal::GetCapturedStdout();
+    if (pOut)
+        *pOut = sOut;
+    return iResult;
+}
+
 
 } // namespace testfiles
 

@@ -33,28 +33,6 @@ template <class V> Bytes giplFile(unsigned short x, unsigned short y, unsigned s
     return b;
 }
 
-template <class T> int loadQuiet(CImage<T>& image, const std::string& sPath, TDataFormat f,
-                                 std::string* pOut = nullptr)
-{
-    testing::internal::CaptureStdout();
-    const int iResult = CImageFileIO<T>().load(image, sPath.c_str(), f);
-    const std::string sOut = testing::internal::GetCapturedStdout();
-    if (pOut)
-        *pOut = sOut;
-    return iResult;
-}
-
-template <class T> int saveQuiet(CImage<T>& image, const std::string& sPath, TDataFormat f,
-                                 std::string* pOut = nullptr)
-{
-    testing::internal::CaptureStdout();
-    const int iResult = CImageFileIO<T>().save(&image, sPath.c_str(), f, IMAGE_SINGLE);
-    const std::string sOut = testing::internal::GetCapturedStdout();
-    if (pOut)
-        *pOut = sOut;
-    return iResult;
-}
-
 template <class T> CImage<T> numbered(int w, int h, int c)
 {
     CImage<T> image(w, h, c);

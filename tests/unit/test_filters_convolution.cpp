@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "FastVsReference.h"
 #include "FilterRun.h"
 #include "PixelTypes.h"
 #include "filters/CGaussFilter.h"
@@ -32,18 +33,6 @@ std::vector<float> maskOf(const CConvolution<float>& f)
 {
     return std::vector<float>(f.mask(), f.mask() + f.maskWidth() * f.maskHeight());
 }
-
-struct ReferenceSwitch
-{
-    explicit ReferenceSwitch(bool bOn)
-    {
-        if (bOn)
-            setenv("TIRN_REFERENCE", "1", 1);
-        else
-            unsetenv("TIRN_REFERENCE");
-    }
-    ~ReferenceSwitch() { unsetenv("TIRN_REFERENCE"); }
-};
 
 } // namespace
 
@@ -351,11 +340,11 @@ TYPED_TEST(ConvolutionTyped, RowDriverMatchesReference)
             SCOPED_TRACE(testing::Message() << "filter " << f << " on " << size[0] << "x" << size[1]);
             CImage<T> fast(1, 1, 1), reference(1, 1, 1);
             {
-                ReferenceSwitch off(false);
+                PathScope off(false);
                 fast = run(*filters[f], src);
             }
             {
-                ReferenceSwitch on(true);
+                PathScope on(true);
                 reference = run(*filters[f], src);
             }
             ASSERT_EQ(std::memcmp(fast.getChannelDataPtr(0), reference.getChannelDataPtr(0),

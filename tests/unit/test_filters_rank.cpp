@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "FastVsReference.h"
 #include "FilterRun.h"
 #include "PixelTypes.h"
 #include "filters/CMedianFilter.h"
@@ -37,18 +38,6 @@ template <class T> CImage<T> randomImage(int w, int h, int c, std::mt19937& rand
         }
     return image;
 }
-
-struct ReferenceSwitch
-{
-    explicit ReferenceSwitch(bool bOn)
-    {
-        if (bOn)
-            setenv("TIRN_REFERENCE", "1", 1);
-        else
-            unsetenv("TIRN_REFERENCE");
-    }
-    ~ReferenceSwitch() { unsetenv("TIRN_REFERENCE"); }
-};
 
 template <class T> bool sameBits(const CImage<T>& a, const CImage<T>& b)
 {
@@ -281,11 +270,11 @@ TYPED_TEST(RankTyped, FastPathsMatchReference)
         auto both = [&](auto&& runOnce) {
             CImage<T> fast(1, 1, 1), reference(1, 1, 1);
             {
-                ReferenceSwitch off(false);
+                PathScope off(false);
                 fast = runOnce();
             }
             {
-                ReferenceSwitch on(true);
+                PathScope on(true);
                 reference = runOnce();
             }
             return sameBits(fast, reference);
