@@ -324,20 +324,42 @@ TEST_F(AbiImage, AppendChannelAppendAndRemoveChannel)
 }
 
 // The kept check compares a flag with a depth: it stays silent for images of
-// real depths. Channels of another element type are refused instead of being
-// read as this image's type.
-TEST_F(AbiImage, OtherImageOfAnotherDepthIsRefused)
+// real depths, and channels of another depth join converted (truncate and
+// wrap), as private copies with their infos.
+TEST_F(AbiImage, OtherImageOfAnotherDepthJoinsConverted)
 {
-    void* p8 = numbered(8, 2, 2, 1);
-    void* p32 = image(32, 2, 2, 1);
-    call(p32, "append", {Arg::image(p8)});
-    call(p32, "appendChannel", {I(0), Arg::image(p8)});
-    call(p8, "attachChannel", {I(0), I(0), Arg::image(p32)});
-    const ScriptError e32{"badarg", "CImage of depth 32 cannot take channels of depth 8\n"};
-    const ScriptError e8{"badarg", "CImage of depth 8 cannot take channels of depth 32\n"};
-    EXPECT_EQ(errors(), (Errors{e32, e32, e8}));
-    EXPECT_EQ(callInt(p32, "channels"), 1);
-    EXPECT_EQ(callInt(p8, "isAttached"), 0);
+    const struct
+    {
+        int iFrom, iTo;
+        float afIn[2], afOut[2];
+    } kPairs[] = {{32, 8, {300.7f, -1.5f}, {44, 255}}, {32, 16, {300.7f, -1.5f}, {300, 65535}},
+                  {16, 8, {300, 65535}, {44, 255}},     {16, 32, {300, 65535}, {300, 65535}},
+                  {8, 16, {200, 255}, {200, 255}},      {8, 32, {200, 255}, {200, 255}}};
+    for (const auto& k : kPairs) {
+        SCOPED_TRACE(testing::Message() << k.iFrom << " -> " << k.iTo);
+        void* p = image(k.iFrom, 2, 1, 2);
+        for (int x = 0; x < 2; ++x) {
+            setPixel(p, x, 0, 0, float(x + 1));
+            setPixel(p, x, 0, 1, k.afIn[x]);
+        }
+        call(p, "setChannelInfo", {Arg::text("joins"), I(1)});
+        const std::vector<float> out(k.afOut, k.afOut + 2);
+        void* q = image(k.iTo, 2, 1, 1);
+        call(q, "attachChannel", {I(0), I(1), Arg::image(p)});
+        call(q, "appendChannel", {I(1), Arg::image(p)});
+        call(q, "append", {Arg::image(p)});
+        ASSERT_EQ(callInt(q, "channels"), 4);
+        EXPECT_EQ(channel(q, 0), out);
+        EXPECT_EQ(channel(q, 1), out);
+        EXPECT_EQ(channel(q, 2), (std::vector<float>{1, 2}));
+        EXPECT_EQ(channel(q, 3), out);
+        std::vector<char> info(8);
+        call(q, "getChannelInfo", {Arg::textBuffer(info), I(0)});
+        EXPECT_STREQ(info.data(), "joins");
+        EXPECT_EQ(callInt(q, "isAttached"), 0);
+        EXPECT_EQ(callInt(p, "isAttached"), 0);
+    }
+    EXPECT_TRUE(errors().empty());
 }
 
 TEST_F(AbiImage, TheKeptAssertFiresOnlyForAZeroDepthPartner)
@@ -346,6 +368,9 @@ TEST_F(AbiImage, TheKeptAssertFiresOnlyForAZeroDepthPartner)
     ForgedImage forged; // depth 0: (8 == 0 ? 1 : 0) == 0
     call(p, "append", {Arg::image(&forged)});
     EXPECT_EQ(errors(), (Errors{{"badarg", "Assert failed\n"}}));
+    forged.iDepth = 24; // passes the kept check, but has no pixels to convert
+    call(p, "append", {Arg::image(&forged)});
+    EXPECT_EQ(errors(), (Errors{{"badarg", "unknown depth of CImage\n"}}));
     EXPECT_EQ(callInt(p, "channels"), 1);
 }
 

@@ -1,6 +1,8 @@
 // Typed transfers between images and the caller's byte or float arrays, in
 // every direction and at every depth: widening, truncation and wrap, no
 // scaling.
+#include <algorithm>
+
 #include "AbiFixture.h"
 
 namespace abitest {
@@ -22,6 +24,25 @@ protected:
     {
         transfer("CImage32_", p, sMethod, args);
     }
+
+    // One channel's region read through a byte or float array filled with
+    // kUntouched, returned as floats.
+    Floats region(void* p, bool bFloats, int x0, int y0, int c, int w, int h)
+    {
+        const std::vector<Arg> where = {I(x0), I(y0), I(c), I(w), I(h)};
+        std::vector<Arg> args = where;
+        if (bFloats) {
+            Floats out(std::size_t(std::max(w * h, 0)), kUntouched);
+            args.push_back(Arg::floats(out));
+            call32(p, "getChannelRegion", args);
+            return out;
+        }
+        Bytes out(std::size_t(std::max(w * h, 0)), kUntouched);
+        args.push_back(Arg::bytes(out));
+        call8(p, "getChannelRegion", args);
+        return Floats(out.begin(), out.end());
+    }
+    static constexpr unsigned char kUntouched = 9;
 
 private:
     void transfer(const std::string& sPrefix, void* p, const std::string& sMethod,
@@ -171,19 +192,56 @@ TEST_F(AbiTransfer, ChannelRegionIsAnUnannouncedExtra)
     EXPECT_TRUE(errors().empty());
 }
 
-TEST_F(AbiTransfer, ChannelRegionOutsideTheImageIsRefused)
+// Every image depth read through either array type.
+const struct RegionPair
 {
-    void* p = numbered(8, 4, 3, 1);
-    Bytes b(8, 9);
-    call8(p, "getChannelRegion", {I(3), I(0), I(0), I(2), I(2), Arg::bytes(b)});
-    call8(p, "getChannelRegion", {I(0), I(-1), I(0), I(2), I(2), Arg::bytes(b)});
-    EXPECT_EQ(errors(), (Errors{{"badarg", "region 3,0 2x2 outside the 4x3 image\n"},
-                                {"badarg", "region 0,-1 2x2 outside the 4x3 image\n"}}));
-    EXPECT_EQ(b, Bytes(8, 9));
-    call8(p, "getChannelRegion", {I(0), I(0), I(0), I(0), I(2), Arg::bytes(b)});
-    EXPECT_TRUE(errors().empty()); // an empty region reads nothing
-    call8(p, "getChannelRegion", {I(0), I(0), I(3), I(2), I(2), Arg::bytes(b)});
-    ASSERT_EQ(errors().size(), 1u);
+    int iDepth;
+    bool bFloats;
+} kRegionPairs[] = {{8, false}, {8, true}, {16, false}, {16, true}, {32, false}, {32, true}};
+
+// Columns are not checked: a region reads on through its row into the
+// neighbouring row, past the last column as well as left of column 0.
+TEST_F(AbiTransfer, ChannelRegionColumnsRunIntoTheNeighbouringRows)
+{
+    for (const RegionPair& k : kRegionPairs) {
+        SCOPED_TRACE(testing::Message() << k.iDepth << (k.bFloats ? " floats" : " bytes"));
+        void* p = numbered(k.iDepth, 4, 3, 2);
+        const Floats wrapped = {103, 110, 113, 120};
+        EXPECT_EQ(region(p, k.bFloats, 3, 0, 1, 2, 2), wrapped);
+        EXPECT_EQ(region(p, k.bFloats, -1, 1, 1, 2, 2), wrapped);
+        EXPECT_EQ(region(p, k.bFloats, 2, 2, 1, 2, 1), (Floats{122, 123})); // the very last pixels
+    }
+    EXPECT_TRUE(errors().empty());
+}
+
+TEST_F(AbiTransfer, ChannelRegionLeavingTheBufferIsRefusedUntouched)
+{
+    for (const RegionPair& k : kRegionPairs) {
+        SCOPED_TRACE(testing::Message() << k.iDepth << (k.bFloats ? " floats" : " bytes"));
+        void* p = numbered(k.iDepth, 4, 3, 1);
+        EXPECT_EQ(region(p, k.bFloats, 3, 2, 0, 2, 1), Floats(2, kUntouched));
+        EXPECT_EQ(region(p, k.bFloats, -1, 0, 0, 2, 1), Floats(2, kUntouched));
+        EXPECT_EQ(errors(), (Errors{{"badarg", "region 3,2 2x1 reads outside the 4x3 channel\n"},
+                                    {"badarg", "region -1,0 2x1 reads outside the 4x3 channel\n"}}));
+        region(p, k.bFloats, 0, 5, 0, 0, 2); // an empty region reads nothing
+        EXPECT_TRUE(errors().empty());
+        region(p, k.bFloats, 0, 0, 1, 2, 2);
+        EXPECT_EQ(errors().size(), 1u); // the channel index
+    }
+}
+
+using AbiTransferDeathTest = AbiTransfer;
+
+TEST_F(AbiTransferDeathTest, ChannelRegionRowOutOfRangeEndsTheProcess)
+{
+    for (const RegionPair& k : kRegionPairs) {
+        SCOPED_TRACE(testing::Message() << k.iDepth << (k.bFloats ? " floats" : " bytes"));
+        void* p = numbered(k.iDepth, 4, 3, 1);
+        EXPECT_DEATH(region(p, k.bFloats, 0, 2, 0, 2, 2),
+                     "CImageChannel.h:229: .*Assertion `iRow < iHeight' failed");
+        EXPECT_DEATH(region(p, k.bFloats, 0, -1, 0, 2, 1),
+                     "CImageChannel.h:228: .*Assertion `iRow >= 0' failed");
+    }
 }
 
 TEST_F(AbiTransfer, ReadsIntoANullArrayAreDropped)

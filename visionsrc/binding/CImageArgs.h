@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <type_traits>
 
 #include "binding/TirnDispatch.h"
 
@@ -41,8 +42,7 @@ template <class T> std::int64_t coordinateDataCount(const CImage<T>& image, int 
 
 // The check before a second image joins this one. It compares a flag with a
 // depth and so never fires for images of a real depth; kept exactly so. A
-// second image of another element type than this one cannot share channels
-// with it, so that is refused as well.
+// partner of no known depth cannot be read at all and is refused.
 inline bool acceptsOtherImage(void* pThis, void* pOther)
 {
     if (!pOther) {
@@ -53,18 +53,42 @@ inline bool acceptsOtherImage(void* pThis, void* pOther)
         prog_throw("badarg", "Assert failed\n");
         return false;
     }
-    if (depthOf(pThis) != depthOf(pOther)) {
-        prog_throw("badarg", "CImage of depth %d cannot take channels of depth %d\n",
-                   depthOf(pThis), depthOf(pOther));
+    if (!isKnownDepth(depthOf(pOther))) {
+        prog_throw("badarg", "unknown depth of CImage\n");
         return false;
     }
     return true;
 }
 
-// The second image seen as this image's instantiation.
-template <class T> CImage<T>& sameType(const CImage<T>&, void* pOther)
+// The library's depth conversion into T, channel infos kept: a channel that
+// joins another image brings its description along.
+template <class T, class S> CImage<T> convertedTo(const CImage<S>& source)
 {
-    return *static_cast<CImage<T>*>(pOther);
+    CImage<T> result = [&] {
+        if constexpr (std::is_same<T, unsigned char>::value)
+            return source.convertTo8Bit();
+        else if constexpr (std::is_same<T, unsigned short>::value)
+            return source.convertTo16Bit();
+        else
+            return source.convertTo32Bit();
+    }();
+    for (int c = 0; c < source.channels(); ++c)
+        result.setChannelInfo(source.getChannelInfo(c), c);
+    return result;
+}
+
+// Hands use() the second image as this image's instantiation. Of the same
+// depth it is the image itself, so its channels are shared. Of another depth
+// the channels are converted (truncate and wrap) into a temporary and use()
+// shares those, which leaves them private to this image once the temporary
+// goes: a channel cannot be shared across element types. This copy, where
+// the images would otherwise share, is deliberate and for mixed depths only.
+template <class T, class Use> void asThisDepth(const CImage<T>&, void* pOther, Use use)
+{
+    if (depthOf(pOther) == tirn::PixelTraits<T>::depth)
+        use(*static_cast<const CImage<T>*>(pOther));
+    else
+        withImage<void>(pOther, [&](const auto& other) { use(convertedTo<T>(other)); });
 }
 
 } // namespace tirn::binding

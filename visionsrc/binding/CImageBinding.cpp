@@ -215,7 +215,9 @@ TIRN_WRAPPER(void, CImage_attachChannel)
     void* pOther = apArgs[2];
     if (!acceptsOtherImage(pObject, pOther))
         return;
-    withImage<void>(pObject, [&](auto& i) { i.attachChannel(iThis, iThat, sameType(i, pOther)); });
+    withImage<void>(pObject, [&](auto& i) {
+        asThisDepth(i, pOther, [&](const auto& other) { i.attachChannel(iThis, iThat, other); });
+    });
 }
 
 TIRN_WRAPPER(void, CImage_appendChannel)
@@ -224,7 +226,9 @@ TIRN_WRAPPER(void, CImage_appendChannel)
     void* pOther = apArgs[1];
     if (!acceptsOtherImage(pObject, pOther))
         return;
-    withImage<void>(pObject, [&](auto& i) { i.appendChannel(iChannel, sameType(i, pOther)); });
+    withImage<void>(pObject, [&](auto& i) {
+        asThisDepth(i, pOther, [&](const auto& other) { i.appendChannel(iChannel, other); });
+    });
 }
 
 TIRN_WRAPPER(void, CImage_append)
@@ -232,7 +236,9 @@ TIRN_WRAPPER(void, CImage_append)
     void* pOther = apArgs[0];
     if (!acceptsOtherImage(pObject, pOther))
         return;
-    withImage<void>(pObject, [&](auto& i) { i.appendImage(sameType(i, pOther)); });
+    withImage<void>(pObject, [&](auto& i) {
+        asThisDepth(i, pOther, [&](const auto& other) { i.appendImage(other); });
+    });
 }
 
 TIRN_WRAPPER(void, CImage_removeChannel)

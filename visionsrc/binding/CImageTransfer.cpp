@@ -3,6 +3,7 @@
 // Values are converted, never scaled: bytes widen unchanged, floats truncate
 // toward zero and keep the low 8 or 16 bits, 16-bit values read as bytes keep
 // their low 8 bits.
+#include <algorithm>
 #include <cstdint>
 #include <type_traits>
 #include <vector>
@@ -139,8 +140,11 @@ template <class A> struct Transfer
         });
     }
 
-    // x0, y0, channel, width, height, array; the region must lie inside the
-    // image, which is checked here because the row-wise copy trusts it.
+    // x0, y0, channel, width, height, array. Rows out of range end the
+    // process with the channel's row assertion, as every row access does.
+    // Columns are not checked: a region left of column 0 or past the last
+    // column reads on through the row into the neighbouring row's pixels.
+    // Only a read that would leave the channel's buffer is refused.
     static void getChannelRegion(int const* aiDims, void** apArgs, void* pObject)
     {
         const int x0 = argInt(apArgs, 0), y0 = argInt(apArgs, 1), c = argInt(apArgs, 2);
@@ -149,13 +153,22 @@ template <class A> struct Transfer
             using T = PixelOf<decltype(i)>;
             if (w < 1 || h < 1)
                 return;
-            if (x0 < 0 || y0 < 0 || std::int64_t(x0) + w > i.width() ||
-                std::int64_t(y0) + h > i.height()) {
-                prog_throw("badarg", "region %d,%d %dx%d outside the %dx%d image\n", x0, y0, w,
-                           h, i.width(), i.height());
+            const auto* pChannel = i.getChannelPtr(c); // an index out of range is reported
+            // The first row, then the first one past the channel if the
+            // region reaches it: the assertion the copy would meet, met
+            // before a value is read.
+            const std::int64_t yLast = std::int64_t(y0) + h - 1;
+            pChannel->getRowPtr(y0);
+            pChannel->getRowPtr(int(std::min<std::int64_t>(yLast, i.height())));
+            // Rows are contiguous, so only the region's two ends can leave
+            // the buffer.
+            const std::int64_t iFirst = std::int64_t(y0) * i.width() + x0;
+            const std::int64_t iEnd = yLast * i.width() + x0 + w;
+            if (iFirst < 0 || iEnd > std::int64_t(i.width()) * i.height()) {
+                prog_throw("badarg", "region %d,%d %dx%d reads outside the %dx%d channel\n", x0,
+                           y0, w, h, i.width(), i.height());
                 return;
             }
-            i.getChannelPtr(c); // an index out of range is reported
             const std::int64_t n = std::int64_t(w) * h;
             if (readTargetHolds<A>(aiDims, apArgs, 5, n))
                 writeCaller<T>(callerArray<A>(apArgs, 5), n,
