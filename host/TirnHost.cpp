@@ -129,6 +129,17 @@ Arg Arg::image(void* pHandle)
     return a;
 }
 
+Arg Arg::borrowed(ValueType type, void* pArray, int iCount)
+{
+    if (!isArray(type))
+        throw HostError(std::string("not an array type: ") + typeName(type));
+    Arg a;
+    a.m_type = type;
+    a.m_pArray = pArray;
+    a.m_iCount = iCount;
+    return a;
+}
+
 // --- Loading -------------------------------------------------------------
 
 Module* Module::current() { return g_pCurrent; }
@@ -331,6 +342,17 @@ Value Module::call(void* pObject, const std::string& sClass, const std::string& 
 Value Module::callFunction(const std::string& sName, const std::vector<Arg>& args)
 {
     return invoke(choose(m_functions, sName, args), nullptr, args);
+}
+
+Value Module::callPrototype(const ClassTable& table, const Prototype& proto, void* pObject,
+                            const std::vector<Arg>& args)
+{
+    if (!fits(proto, args, true))
+        throw HostError("no " + proto.line + " takes " + describeCall(proto.name, args));
+    Value v = invoke(proto, pObject, args);
+    if (proto.kind == LineKind::Constructor && v.handle)
+        adopt(v.handle, table.name);
+    return v;
 }
 
 Value Module::callExport(const std::string& sExport, ValueType result, void* pObject,
