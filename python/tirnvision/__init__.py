@@ -134,7 +134,9 @@ def _accepts(ptype, value, lenient):
     if ptype == "char*":
         return isinstance(value, (str, bytes, bytearray))
     if ptype in _ARRAY_DTYPES:
-        return value is None or isinstance(value, (np.ndarray, list, tuple))
+        if isinstance(value, np.ndarray):
+            return value.dtype == _ARRAY_DTYPES[ptype]
+        return value is None or isinstance(value, (list, tuple))
     if ptype == "class CImage":
         return value is None or isinstance(value, CImage)
     return False
