@@ -84,7 +84,11 @@ def _read_docs(path):
 _docs = _read_docs(os.path.join(os.path.dirname(__file__), "tirnvision_docs.txt"))
 
 
-def _doc(key):
+def _doc(key, table=None):
+    # A class's own entry, else the one its prefix's suffix shares with every
+    # class ("*_0_exec" for "CGaussFilter_0_exec").
+    if key not in _docs and table and key.startswith(table):
+        key = "*" + key[len(table):]
     return _docs.get(key, ("", []))
 
 
@@ -96,9 +100,9 @@ _ARRAY_DTYPES = {"byte*": np.uint8, "float*": np.float32}
 
 
 class _Param:
-    def __init__(self, number, export, spec):
+    def __init__(self, number, export, table, spec):
         self.type, self.name, self.has_default, self.default = spec
-        self.meaning, self.tags = _doc(f"{export}.{number}")
+        self.meaning, self.tags = _doc(f"{export}.{number}", table)
 
 
 class _Proto:
@@ -110,8 +114,8 @@ class _Proto:
         self.result = d["result"]
         self.name = d["name"]
         self.export = d["export"]
-        self.purpose, self.tags = _doc(self.export)
-        self.params = [_Param(i + 1, self.export, p) for i, p in enumerate(d["params"])]
+        self.purpose, self.tags = _doc(self.export, table)
+        self.params = [_Param(i + 1, self.export, table, p) for i, p in enumerate(d["params"])]
         self.required = next((i for i, p in enumerate(self.params) if p.has_default),
                              len(self.params))
 
@@ -224,10 +228,13 @@ def _check(proto, values, obj):
                 raise ValueError(f"{name}: argument {i + 1} is a {value.depth()}-bit image, "
                                  f"this needs a {want}-bit one")
         for tag in p.tags:
-            if tag in ("x", "y", "c", "c-1", "xf", "yf"):
-                if info is None:
-                    info = obj._info()
-                w, h, c = info[:3]
+            if tag in ("x", "y", "c", "c-1", "xf", "yf", "c-input"):
+                if tag == "c-input":
+                    w, h, c = obj._keep["input"]._info()[:3]
+                else:
+                    if info is None:
+                        info = obj._info()
+                    w, h, c = info[:3]
                 limit = {"x": w, "y": h, "xf": w, "yf": h}.get(tag, c)
                 what = {"x": "column", "xf": "column", "y": "row", "yf": "row"}.get(tag, "channel")
                 if tag == "c-1" and value == -1:
