@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace tirnhost {
@@ -54,6 +55,12 @@ std::string describeCall(const std::string& sName, const std::vector<Arg>& args)
 }
 
 } // namespace
+
+std::string modulePath(const std::string& sDefault)
+{
+    const char* pc = std::getenv("TIRNVISION_MODULE");
+    return pc && *pc ? pc : sDefault;
+}
 
 // --- Arg ---------------------------------------------------------------
 

@@ -23,6 +23,9 @@
 
 namespace tirnhost {
 
+// The plug-in to load: $TIRNVISION_MODULE when set and not empty, else sDefault.
+std::string modulePath(const std::string& sDefault);
+
 class HostError : public std::runtime_error
 {
 public:

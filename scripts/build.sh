@@ -6,6 +6,6 @@ set -eu
 cd "$(dirname "$0")/.."
 ./scripts/install-deps.sh
 ./scripts/configure.sh build -DCMAKE_BUILD_TYPE=Release
-cmake --build build --target tirnvision tirn_example_pipeline -j2
+cmake --build build --target tirnvision tirn_example_pipeline tirn-inspect tirnvision_python -j2
 echo "built: $(pwd)/build/visionsrc/tirnvision.so"
 ./build/examples/tirn_example_pipeline

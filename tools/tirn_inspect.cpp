@@ -34,13 +34,8 @@ std::string executableDir()
 bool exists(const std::string& sPath) { return std::ifstream(sPath).good(); }
 
 // An installed tree first (relative to this program), else the build tree's.
-std::string locate(const char* pcEnv, const std::string& sInstalled, const char* pcBuilt)
+std::string locate(const std::string& sInstalled, const char* pcBuilt)
 {
-    if (pcEnv) {
-        const char* pc = std::getenv(pcEnv);
-        if (pc && *pc)
-            return pc;
-    }
     const std::string installed = executableDir() + "/" + sInstalled;
     return exists(installed) ? installed : pcBuilt;
 }
@@ -181,8 +176,8 @@ int main(int argc, char** argv)
     }
     try {
         const std::string path =
-            locate("TIRNVISION_MODULE", "../lib/tirnvision/tirnvision.so", TIRN_MODULE_PATH);
-        const Docs docs(locate(nullptr, "../share/tirnvision/tirnvision_docs.txt", TIRN_DOCS_PATH));
+            tirnhost::modulePath(locate("../lib/tirnvision/tirnvision.so", TIRN_MODULE_PATH));
+        const Docs docs(locate("../share/tirnvision/tirnvision_docs.txt", TIRN_DOCS_PATH));
         const tirnhost::Module m(path);
         if (argc == 1) {
             listAll(m, docs, path);

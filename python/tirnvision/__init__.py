@@ -396,6 +396,21 @@ class _Object:
         state = "closed" if self._handle is None else hex(self._handle)
         return f"<tirnvision.{self._table} {state}>"
 
+    def __call__(self, image):
+        """Runs this filter on image and returns the result, a new image of
+        the filter's depth (the filter keeps both, as setInput/setOutput do)."""
+        out = CImage(self._depth or image.depth())
+        if "setInput" in self._methods:
+            self.setInput(image)
+            self.setOutput(out)
+            self.exec()
+        elif any(len(p.params) == 2 for p in self._methods.get("exec", ())):
+            self.exec(image, out)
+        else:
+            out.close()
+            raise TypeError(f"{self._table} is not a filter")
+        return out
+
     # Filters keep pointers to their images: what they need and keep follows
     # from the method names that every filter class shares.
     def _generic_needs(self, proto):
