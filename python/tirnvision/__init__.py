@@ -220,7 +220,7 @@ def _check(proto, values, obj):
                 raise ValueError(f"{name}: argument {i + 1} needs an image, not None")
             if value._handle is None:
                 raise ValueError(f"{name}: argument {i + 1} is a closed image")
-            want = obj._depth if obj is not None and obj._same_depth(proto) else None
+            want = obj._wanted_depth(proto) if obj is not None else None
             for tag in p.tags:
                 if re.fullmatch(r"depth(8|16|32)", tag):
                     want = int(tag[5:])
@@ -228,15 +228,21 @@ def _check(proto, values, obj):
                 raise ValueError(f"{name}: argument {i + 1} is a {value.depth()}-bit image, "
                                  f"this needs a {want}-bit one")
         for tag in p.tags:
-            if tag in ("x", "y", "c", "c-1", "xf", "yf", "c-input"):
+            if tag in ("x", "y", "c", "c-1", "xf", "yf", "c-input") or tag.startswith("c-of="):
                 if tag == "c-input":
                     w, h, c = obj._keep["input"]._info()[:3]
+                elif tag.startswith("c-of="):
+                    other = values[int(tag[5:]) - 1]
+                    if not isinstance(other, CImage) or other._handle is None:
+                        continue  # refused below, as that argument
+                    w, h, c = other._info()[:3]
                 else:
                     if info is None:
                         info = obj._info()
                     w, h, c = info[:3]
                 limit = {"x": w, "y": h, "xf": w, "yf": h}.get(tag, c)
                 what = {"x": "column", "xf": "column", "y": "row", "yf": "row"}.get(tag, "channel")
+                limit = c if tag.startswith("c-") and tag != "c-1" else limit
                 if tag == "c-1" and value == -1:
                     continue
                 ok = 0 <= value <= limit - 1 if tag in ("xf", "yf") else 0 <= value < limit
@@ -422,9 +428,14 @@ class _Object:
             return ["input"]
         return []
 
-    def _same_depth(self, proto):
-        return self._depth is not None and (
-            proto.name in ("setInput", "setOutput") or proto.name == "exec")
+    def _wanted_depth(self, proto):
+        # A filter takes every image as one of its own depth; an image takes
+        # the channels of another as its own depth too.
+        if isinstance(self, CImage):
+            return self.depth()
+        if proto.name in ("setInput", "setOutput", "exec"):
+            return self._depth
+        return None
 
     def _after(self, proto, values):
         if proto.name in ("setInput", "setOutput") and values:
