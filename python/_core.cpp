@@ -42,11 +42,18 @@ public:
         m_iSaved = dup(1);
         dup2(fileno(m_pFile), 1);
     }
-    ~StdoutCapture() { restore(); }
+    // A call that threw leaves its text behind; the next call must not show it.
+    ~StdoutCapture()
+    {
+        restore();
+        if (!m_bFinished)
+            finish();
+    }
 
     std::string finish()
     {
         restore();
+        m_bFinished = true;
         std::string text;
         const int fd = fileno(m_pFile);
         const off_t size = lseek(fd, 0, SEEK_END);
@@ -77,6 +84,7 @@ private:
     }
     std::FILE* m_pFile = nullptr;
     int m_iSaved = -1;
+    bool m_bFinished = false;
 };
 
 tirnhost::Module& module()

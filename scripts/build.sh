@@ -1,6 +1,7 @@
 #!/bin/sh
 # The main job: installs what is missing, builds the plug-in tirnvision.so
-# into build/visionsrc/ and the example pipeline, then runs the pipeline on
+# into build/visionsrc/, tirn-inspect, the Python package (build/python) and
+# the example pipeline, then runs the pipeline on
 # GraphicsMagick's built-in picture, writing its results into out/.
 set -eu
 cd "$(dirname "$0")/.."

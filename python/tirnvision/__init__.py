@@ -7,8 +7,9 @@ import through the host emulator; every method follows its prototype line.
     img = tv.CImage.from_numpy(array)        # uint8, uint16 or float32
     gauss = tv.CGaussFilter(img.depth())
     gauss.setBandwidth(2.0)
+    out = tv.CImage(img.depth())
     gauss.setInput(img); gauss.setOutput(out); gauss.exec()
-    result = out.to_numpy()
+    result = out.to_numpy()                  # or: gauss(img).to_numpy()
 
 Script errors become ScriptError(kind, message). What the library prints
 goes to sys.stdout unless silenced (``with tirnvision.silenced():`` or
@@ -199,10 +200,6 @@ def _depth_code(code, rule):
 
 # --- Checks before calls the library would answer by ending the process ------------
 
-def _image_info(img):
-    return img._info()
-
-
 def _check(proto, values, obj):
     info = None
     name = f"{proto.table or 'function'}.{proto.name}"
@@ -325,6 +322,8 @@ def _invoke(proto, obj, values):
     if errors:
         if isinstance(result, CImage):
             result.close()
+        elif proto.kind == "constructor" and result:
+            _core.release(result)
         kind, message = errors[0]
         raise ScriptError(kind.decode("utf-8", "replace"), message.decode("utf-8", "replace"))
     return result, keep
