@@ -19,6 +19,7 @@ with unless the environment names another in TIRNVISION_MODULE.
 
 import atexit
 import contextlib
+import inspect
 import os
 import re
 import sys
@@ -443,6 +444,25 @@ class _Object:
             values[0]._users.add(self)
 
 
+def _signature(protos, bound):
+    """The one prototype's parameters as a Python signature, for help()."""
+    if len(protos) != 1:
+        return None
+    params = [inspect.Parameter("self", inspect.Parameter.POSITIONAL_ONLY)] if bound else []
+    for i, p in enumerate(protos[0].params):
+        default = inspect.Parameter.empty
+        if p.has_default:
+            default = (int(p.default) if p.type == "int" else
+                       float(np.float32(p.default)) if p.type == "float" else None)
+        kind = (inspect.Parameter.POSITIONAL_OR_KEYWORD if p.name
+                else inspect.Parameter.POSITIONAL_ONLY)
+        params.append(inspect.Parameter(p.name or f"arg{i + 1}", kind, default=default))
+    try:
+        return inspect.Signature(params)
+    except ValueError:  # an unnamed parameter after a named one: no Python form
+        return None
+
+
 def _make_method(name, protos, owner):
     def method(self, *args, **kwargs):
         if self._handle is None:
@@ -455,6 +475,7 @@ def _make_method(name, protos, owner):
     method.__name__ = name
     method.__qualname__ = f"{owner}.{name}"
     method.__doc__ = "\n".join(p.describe() for p in protos)
+    method.__signature__ = _signature(protos, True)
     return method
 
 
@@ -465,6 +486,7 @@ def _make_function(name, protos):
 
     function.__name__ = name
     function.__doc__ = "\n".join(p.describe() for p in protos)
+    function.__signature__ = _signature(protos, False)
     return function
 
 
@@ -546,6 +568,7 @@ def _build():
             "_methods": methods,
             "_constructors": [p for p in protos if p.kind == "constructor"],
         }
+        namespace["__signature__"] = _signature(namespace["_constructors"], False)
         for method, overloads in methods.items():
             namespace[method] = _make_method(method, overloads, name)
         bases = (_ImageMixin, _Object) if name == "CImage" else (_Object,)
