@@ -238,9 +238,12 @@ def _check(proto, values, obj):
                     if info is None:
                         info = obj._info()
                     w, h, c = info[:3]
-                limit = {"x": w, "y": h, "xf": w, "yf": h}.get(tag, c)
-                what = {"x": "column", "xf": "column", "y": "row", "yf": "row"}.get(tag, "channel")
-                limit = c if tag.startswith("c-") and tag != "c-1" else limit
+                if tag in ("x", "xf"):
+                    limit, what = w, "column"
+                elif tag in ("y", "yf"):
+                    limit, what = h, "row"
+                else:
+                    limit, what = c, "channel"
                 if tag == "c-1" and value == -1:
                     continue
                 ok = 0 <= value <= limit - 1 if tag in ("xf", "yf") else 0 <= value < limit
@@ -302,7 +305,9 @@ def _as_array(value, dtype, name, i):
                             f"not {value.dtype}")
         if not value.flags.c_contiguous:
             raise ValueError(f"{name}: argument {i + 1} must be C-contiguous")
-        return value
+        # The library cannot tell what it only reads: a read-only array goes
+        # as a copy, so that a result written into it cannot fault.
+        return value if value.flags.writeable else value.copy()
     return np.array(value, dtype=dtype)
 
 
