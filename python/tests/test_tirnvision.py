@@ -42,6 +42,7 @@ def test_numpy_round_trip_is_exact_and_pixels_land_where_numpy_has_them(dtype, l
     back = img.to_numpy(planar=planar)
     assert back.dtype == dtype and back.shape == a.shape
     assert back.tobytes() == a.tobytes()
+    assert np.asarray(img).tobytes() == img.to_numpy().tobytes()
     # column 6, row 4, last channel
     expected = a[4, 6] if layout == "HxW" else a[4, 6, 2] if not planar else a[2, 4, 6]
     assert img.getPixel(6, 4, img.channels() - 1) == np.float32(expected)

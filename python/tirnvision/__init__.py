@@ -546,6 +546,11 @@ class _ImageMixin:
             data = data.astype(np.uint16)
         return data[:, :, 0] if c == 1 and not planar else data
 
+    def __array__(self, dtype=None):
+        # np.asarray(image): the pixels as to_numpy() gives them.
+        data = self.to_numpy()
+        return data if dtype is None else data.astype(dtype)
+
     def _transfer(self, name, data, *flags):
         export = ("CImage8_" if data.dtype == np.uint8 else "CImage32_") + name
         proto = next(p for p in self._methods[name] if p.export == export)
