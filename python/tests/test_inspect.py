@@ -11,47 +11,28 @@ def inspect(*args):
 
 
 def test_a_class_prints_every_prototype_with_export_types_defaults_and_depths():
-    assert inspect("CSobelFilter") == """\
-CSobelFilter: Sobel edge filter of the selected channels
+    assert inspect("CConvolutionFilter") == """\
+CConvolutionFilter: Convolution of every channel with one generated or given square mask
 Depths accepted: 8 16 32
 
 Prototypes:
-  CSobelFilter(int iDepth = 32, int iWidth=3,int iDirection = 0)
-      export      CSobelFilter_0_CSobelFilter
-      parameters  1  int iDepth = 32         depth of the images
-                  2  int iWidth = 3          mask side
-                  3  int iDirection = 0      direction
-  ~CSobelFilter(void)
-      export      CSobelFilter_0_FREE_CSobelFilter
-  void setInput(class CImage)
-      export      CSobelFilter_0_setInput
-      purpose     Sets the input image, which the filter keeps and reads at exec
-      returns     void
-      parameters  1  class CImage            input image, of the filter's depth
-  void setOutput(class CImage)
-      export      CSobelFilter_0_setOutput
-      purpose     Sets the output image, which exec fills
-      returns     void
-      parameters  1  class CImage            output image, of the filter's depth
-  void setNeighborhood(int)
-      export      CSobelFilter_0_setNeighborhood
-      purpose     Sets the mask side
-      returns     void
-      parameters  1  int
-  void exec()
-      export      CSobelFilter_0_exec
+  CConvolutionFilter(int iSrcDepth=8, float*=0, int=1, int=0, float=0, float=1, int=0)
+      export      CConvolutionFilter_0_CConvolutionFilter
+      parameters  1  int iSrcDepth = 8       depth of the images
+                  2  float* = null           external mask, kept by the filter
+                  3  int = 1                 mask size
+                  4  int = 0                 mask type
+                  5  float = 0               orientation
+                  6  float = 1               zoom
+                  7  int = 0                 mask generator: 0 internal, 1 the external mask
+  ~CConvolutionFilter(void)
+      export      CConvolutionFilter_0_FREE_CConvolutionFilter
+  void exec(class CImage, class CImage)
+      export      CConvolutionFilter_0_exec
       purpose     Runs the filter
       returns     void
-  void setDirection(int iDir=0)
-      export      CSobelFilter_0_setDirection
-      purpose     Sets the direction and rebuilds the mask
-      returns     void
-      parameters  1  int iDir = 0
-  int selectChannel(char*)
-      export      CSobelFilter_0_selectChannel
-      purpose     Selects channels of the input by a pattern of X (selected) and other symbols; 1 on success, 0 on failure
-      returns     int
-      parameters  1  char*                   selection pattern
+      parameters  1  class CImage            source image, of the filter's depth
+                  2  class CImage            target image, of the filter's depth
 """
 
 
