@@ -165,11 +165,14 @@ py::tuple call(const std::string& sClass, int iPrototype, std::uintptr_t object,
     const std::vector<Arg> converted = convert(args);
     tirnhost::Value v;
     std::string printed;
-    {
+    try {
         StdoutCapture capture;
         v = m.callPrototype(t, t.prototypes[std::size_t(iPrototype)],
                             reinterpret_cast<void*>(object), converted);
         printed = capture.finish();
+    } catch (...) {
+        m.takeErrors(); // they belong to the call that failed, not to the next
+        throw;
     }
     py::list errors;
     for (const tirnhost::ScriptError& e : m.takeErrors())
