@@ -141,6 +141,10 @@ def test_arguments_the_library_would_crash_on_are_refused():
         img.append(tv.CImage(8, 4, 3))
     with pytest.raises(IndexError, match="channel 1 outside 0..0"):
         img.appendChannel(1, tv.CImage(32, 4, 3))
+    other = tv.CImage(32, 4, 3)
+    img.append(other)  # shares other's channel while other lives
+    with pytest.raises(ValueError, match="a 32-bit image with shared channels"):
+        img.detach()
     gauss = tv.CGaussFilter(32)
     with pytest.raises(ValueError, match="no input image set"):
         gauss.exec()

@@ -208,6 +208,10 @@ def _check(proto, values, obj):
     needs = [n for group in needs for n in group.split(",")]
     if obj is not None:
         needs += obj._generic_needs(proto)
+    # The library would give a shared channel an 8-bit copy whatever the depth.
+    if "shared-depth8" in proto.tags and obj.depth() != 8 and obj.isAttached():
+        raise ValueError(f"{name}: a {obj.depth()}-bit image with shared channels "
+                         "would get 8-bit copies of them")
     for needed in needs:
         if needed not in obj._keep:
             raise ValueError(f"{name}: no {needed} image set (call set{needed.capitalize()} first)")
