@@ -145,10 +145,11 @@ int main(int argc, char** argv)
     }
 
     std::unique_ptr<tirnhost::Module> module;
+    const std::string sModule = tirnhost::modulePath(TIRN_MODULE_PATH);
     try {
-        module = std::make_unique<tirnhost::Module>(TIRN_MODULE_PATH);
+        module = std::make_unique<tirnhost::Module>(sModule);
     } catch (const std::exception& e) {
-        std::fprintf(stderr, "tirn_example_pipeline: cannot load %s: %s\n", TIRN_MODULE_PATH,
+        std::fprintf(stderr, "tirn_example_pipeline: cannot load %s: %s\n", sModule.c_str(),
                      e.what());
         return 1;
     }

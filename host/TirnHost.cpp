@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace tirnhost {
@@ -54,6 +55,12 @@ std::string describeCall(const std::string& sName, const std::vector<Arg>& args)
 }
 
 } // namespace
+
+std::string modulePath(const std::string& sDefault)
+{
+    const char* pc = std::getenv("TIRNVISION_MODULE");
+    return pc && *pc ? pc : sDefault;
+}
 
 // --- Arg ---------------------------------------------------------------
 
@@ -126,6 +133,17 @@ Arg Arg::image(void* pHandle)
     Arg a;
     a.m_type = ValueType::Image;
     a.m_pArray = pHandle;
+    return a;
+}
+
+Arg Arg::borrowed(ValueType type, void* pArray, int iCount)
+{
+    if (!isArray(type))
+        throw HostError(std::string("not an array type: ") + typeName(type));
+    Arg a;
+    a.m_type = type;
+    a.m_pArray = pArray;
+    a.m_iCount = iCount;
     return a;
 }
 
@@ -331,6 +349,17 @@ Value Module::call(void* pObject, const std::string& sClass, const std::string& 
 Value Module::callFunction(const std::string& sName, const std::vector<Arg>& args)
 {
     return invoke(choose(m_functions, sName, args), nullptr, args);
+}
+
+Value Module::callPrototype(const ClassTable& table, const Prototype& proto, void* pObject,
+                            const std::vector<Arg>& args)
+{
+    if (!fits(proto, args, true))
+        throw HostError("no " + proto.line + " takes " + describeCall(proto.name, args));
+    Value v = invoke(proto, pObject, args);
+    if (proto.kind == LineKind::Constructor && v.handle)
+        adopt(v.handle, table.name);
+    return v;
 }
 
 Value Module::callExport(const std::string& sExport, ValueType result, void* pObject,

@@ -23,6 +23,9 @@
 
 namespace tirnhost {
 
+// The plug-in to load: $TIRNVISION_MODULE when set and not empty, else sDefault.
+std::string modulePath(const std::string& sDefault);
+
 class HostError : public std::runtime_error
 {
 public:
@@ -68,6 +71,9 @@ public:
     static Arg floats(std::vector<float>& values);
     static Arg nullArray(ValueType type); // a null array, element count 0
     static Arg image(void* pHandle);
+    // An array of the given type in the caller's storage, which must outlive
+    // every use the plug-in makes of it (a filter may keep the pointer).
+    static Arg borrowed(ValueType type, void* pArray, int iCount);
 
     ValueType type() const { return m_type; }
 
@@ -117,6 +123,10 @@ public:
     Value call(void* pObject, const std::string& sClass, const std::string& sMethod,
                const std::vector<Arg>& args = {});
     Value callFunction(const std::string& sName, const std::vector<Arg>& args = {});
+    // One given prototype of a table (a class's or functions()), without the
+    // overload choice; a constructor's handle is owned as create()'s is.
+    Value callPrototype(const ClassTable& table, const Prototype& proto, void* pObject,
+                        const std::vector<Arg>& args);
     // An exported wrapper no table declares, with the given result type. No
     // prototype, so no defaults: give every argument the wrapper reads.
     Value callExport(const std::string& sExport, ValueType result, void* pObject,

@@ -5,7 +5,8 @@ set -eu
 
 PACKAGES="build-essential cmake ccache pkg-config
 zlib1g-dev libtiff-dev libgraphicsmagick++1-dev libv4l-dev
-googletest libgtest-dev libbenchmark-dev ncompress"
+googletest libgtest-dev libbenchmark-dev ncompress
+python3 python3-dev pybind11-dev python3-numpy python3-pytest"
 
 # OpenCV is only the yardstick of the benchmarks; install it on request.
 if [ "${TIRN_WITH_OPENCV:-0}" = 1 ]; then

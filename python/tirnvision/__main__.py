@@ -1,0 +1,17 @@
+"""python3 -m tirnvision: the plug-in's version, classes and functions."""
+import tirnvision
+
+
+def main():
+    print(f"tirnvision {tirnvision.version} ({tirnvision._module_path()})")
+    print("Classes:")
+    for name in tirnvision.classes:
+        print(f"  {name:<22}{tirnvision._doc(name)[0]}")
+    print("Functions:")
+    for name in tirnvision.functions:
+        protos = getattr(tirnvision, name).__doc__.splitlines()[0]
+        print(f"  {name:<22}{protos.split('    [')[0]}")
+
+
+if __name__ == "__main__":
+    main()
