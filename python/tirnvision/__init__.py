@@ -438,10 +438,10 @@ class _Object:
         return []
 
     def _wanted_depth(self, proto):
-        # A filter takes every image as one of its own depth; an image takes
-        # the channels of another as its own depth too.
+        # A filter takes every image as one of its own depth; an image joins
+        # the channels of an image of any depth (converted to its own).
         if isinstance(self, CImage):
-            return self.depth()
+            return None
         if proto.name in ("setInput", "setOutput", "exec"):
             return self._depth
         return None
