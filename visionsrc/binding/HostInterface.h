@@ -20,6 +20,19 @@ typedef void* (*TirnCopyFn)(void* pTarget, void* pSource);
 typedef void (*TirnFreeFn)(void* p);
 typedef const char* (*TirnDescribeFn)(void* p);
 
+// One record of the plug-in's pin-type table (gasVisionPinTypes; a null
+// name ends it). The host reads it through vision_type_init's calls, and
+// primitive_unit receives a pointer to one record for a typed pin.
+typedef struct TirnPinType
+{
+    const char* pcName;
+    TirnCopyFn pfCopy;
+    TirnCompatibleFn pfCompatible;
+    TirnFreeFn pfFree;
+    TirnDescribeFn pfDescribe; // optional
+    const char* pcBaseName;    // optional
+} TirnPinType;
+
 // Raises a script error of the given kind with a printf-style message. The
 // host may return from it; callers then return a zero or null result.
 TIRN_HOST_API void prog_throw(const char* pcKind, const char* pcFormat, ...)
