@@ -68,7 +68,7 @@ bool isLinkerSymbol(const std::string& s)
 }
 
 // The TIRN_HOST_API declarations of the plug-in's host interface header:
-// the word before the first "(" of each.
+// the word before the first "(" of each, or before the ";" of a variable.
 Names hostEntryPoints()
 {
     std::ifstream header(TIRN_HOST_INTERFACE_HEADER);
@@ -78,6 +78,10 @@ Names hostEntryPoints()
         if (line.rfind(marker, 0) != 0)
             continue;
         std::size_t end = line.find('(');
+        if (end == std::string::npos)
+            end = line.find(';');
+        if (end == std::string::npos)
+            continue;
         while (end > 0 && line[end - 1] == ' ')
             --end;
         std::size_t begin = end;
