@@ -2,6 +2,7 @@
 
 #include <Magick++.h>
 
+#include <algorithm>
 #include <cmath>
 #include <mutex>
 
@@ -27,9 +28,14 @@ void Window::resize(int w, int h)
     if (w < 0 || h < 0)
         throw HostError("window \"" + m_sName + "\": size " + std::to_string(w) + "x" +
                         std::to_string(h) + " is negative");
+    std::vector<unsigned char> pixels(std::size_t(w) * std::size_t(h) * 3, 0);
+    for (int y = 0; y < std::min(h, m_iHeight); ++y)
+        std::copy_n(&m_pixels[std::size_t(y) * std::size_t(m_iWidth) * 3],
+                    std::size_t(std::min(w, m_iWidth)) * 3,
+                    &pixels[std::size_t(y) * std::size_t(w) * 3]);
     m_iWidth = w;
     m_iHeight = h;
-    m_pixels.assign(std::size_t(w) * std::size_t(h) * 3, 0);
+    m_pixels.swap(pixels);
 }
 
 void Window::clear() { std::fill(m_pixels.begin(), m_pixels.end(), 0); }

@@ -42,7 +42,7 @@ public:
     void move(int x, int y) { m_iX = x; m_iY = y; }
     int width() const { return m_iWidth; }
     int height() const { return m_iHeight; }
-    // A new size clears the picture to black.
+    // The picture stays where it still fits; new area is black.
     void resize(int w, int h);
     void clear();
 
