@@ -326,7 +326,9 @@ TIRN_HOST_API def_winfo* qor_init_rgb_window(const char* pcName, int iShow, int 
 // Drawing happens between qor_begin_draw2 (or window creation) and
 // qor_end_draw, on that one window; the calls below up to
 // qor_activate_constraints act on it. qor_begin_draw2 returns non-zero when
-// drawing may begin (a hidden window may be drawn on), 0 when not.
+// drawing may begin (a hidden window may be drawn on), 0 when not. The
+// plug-in never nests them: it ends drawing before anything it calls may
+// begin again.
 TIRN_HOST_API int qor_begin_draw2(def_winfo* pWin);
 TIRN_HOST_API void qor_end_draw(void);
 
