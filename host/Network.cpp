@@ -17,7 +17,6 @@ std::map<UnitRecord*, Unit*> g_units;
 std::map<WindowInfo*, WindowSlot*> g_infos;
 const Dialog* g_pDialog = nullptr;
 WindowSlot* g_pDrawing = nullptr;
-int g_iDrawDepth = 0;
 
 std::string unitName(Unit* p)
 {
@@ -50,21 +49,20 @@ struct DialogScope
 
 void beginDraw(WindowSlot* pSlot)
 {
+    if (g_pDrawing)
+        throw HostError("qor_begin_draw2 on window \"" + pSlot->window.name() +
+                        "\" while drawing on \"" + g_pDrawing->window.name() + "\"");
     g_pDrawing = pSlot;
-    ++g_iDrawDepth;
 }
 
 // A host-level operation starts with no drawing left over from a failure.
-void resetDrawing()
-{
-    g_pDrawing = nullptr;
-    g_iDrawDepth = 0;
-}
+void resetDrawing() { g_pDrawing = nullptr; }
 
 void endDraw()
 {
-    if (g_iDrawDepth > 0 && --g_iDrawDepth == 0)
-        g_pDrawing = nullptr;
+    if (!g_pDrawing)
+        throw HostError("qor_end_draw with no drawing begun");
+    g_pDrawing = nullptr;
 }
 
 WindowSlot* drawingSlot(const char* pcCaller)
@@ -460,6 +458,17 @@ Unit* Network::create(const std::string& sFolder, const std::string& sIcon,
     return p;
 }
 
+Unit* Network::adopt(UnitRecord* pRecord, const std::string& sFolder, const std::string& sIcon)
+{
+    if (!pRecord)
+        return nullptr;
+    Unit* p = find(unitOf(pRecord, "adopt"), "adopt");
+    p->m_pIcon = &icon(sFolder, sIcon);
+    p->m_sFolder = sFolder;
+    p->m_sIcon = sIcon;
+    return p;
+}
+
 int Network::applySecondDialog(Unit* pUnit, const std::vector<Answer>& answers)
 {
     find(pUnit, "applySecondDialog");
@@ -698,10 +707,8 @@ void Network::removeWindowsOf(Unit* pUnit)
     for (auto& slot : m_windows)
         if (slot->owner == pUnit) {
             freeInfo(slot.get());
-            if (g_pDrawing == slot.get()) {
+            if (g_pDrawing == slot.get())
                 g_pDrawing = nullptr;
-                g_iDrawDepth = 0;
-            }
         }
     m_windows.erase(std::remove_if(m_windows.begin(), m_windows.end(),
                                    [&](const std::unique_ptr<WindowSlot>& s) {

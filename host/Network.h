@@ -176,6 +176,10 @@ public:
     // unit, or null when the plug-in refused (its warnings say why).
     Unit* create(const std::string& sFolder, const std::string& sIcon,
                  const std::vector<Answer>& answers = {});
+    // A unit that a plug-in's exported creation function made in holder()
+    // (what no dialog can ask for), named after the folder's icon it is an
+    // instance of; null stays null.
+    Unit* adopt(UnitRecord* pRecord, const std::string& sFolder, const std::string& sIcon);
     // The second dialog answered, then the icon's second callback.
     int applySecondDialog(Unit* pUnit, const std::vector<Answer>& answers = {});
 
@@ -249,8 +253,8 @@ private:
 const Dialog* currentDialog();
 
 // The window being drawn on, between qor_begin_draw2 (or window creation)
-// and qor_end_draw. Begins nest (a control hook may run exec inside its own
-// drawing); the outermost end stops drawing.
+// and qor_end_draw. Drawing does not nest: a second begin, or an end with
+// nothing begun, throws HostError.
 void beginDraw(WindowSlot* pSlot);
 void endDraw();
 WindowSlot* drawingSlot(const char* pcCaller); // throws HostError when none

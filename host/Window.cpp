@@ -94,8 +94,9 @@ void Window::write(int x, int y, int w, int h, const void* const apPlanes[3], in
                     v = static_cast<const float*>(apPlanes[c])[src];
                 rgb[c] = greyLevel(v);
             }
+            // The first source row is the picture's bottom row.
             for (int dy = 0; dy < zoom; ++dy) {
-                const long py = long(y) + long(row) * zoom + dy;
+                const long py = long(y) + long(h - 1 - row) * zoom + dy;
                 if (py < 0 || py >= m_iHeight)
                     continue;
                 for (int dx = 0; dx < zoom; ++dx) {

@@ -2,8 +2,11 @@
 // pixels with the position, name and shown state the plug-in gave, the size
 // constraints it set, and a PNG snapshot through GraphicsMagick.
 //
-// Coordinates start at the top-left corner, x to the right, y downwards; a
-// rectangle's first source row is drawn at its top. Pixel values become
+// Coordinates start at the top-left corner, x to the right, y downwards. A
+// rectangle's source is a picture stored bottom row first, as the plug-in's
+// images are (its readers put a file's last row first), so the first source
+// row is drawn at the rectangle's bottom and pictures stand upright. Pixel
+// values become
 // grey levels by clamping to 0..255 and truncating toward zero (NaN is 0),
 // for every pixel type alike: bytes show as they are, floats 0..255 show
 // their integer part, anything above is white and anything below black.
@@ -49,9 +52,10 @@ public:
     SizeConstraints& constraints() { return m_constraints; }
     const SizeConstraints& constraints() const { return m_constraints; }
 
-    // A w x h rectangle of the source's top-left corner (rows of srcW values),
-    // each pixel drawn as a zoom x zoom block with its top-left at (x, y);
-    // what falls outside the window is cut off.
+    // A w x h rectangle from the start of the source (rows of srcW values:
+    // its first w columns of its first h rows), each pixel drawn as a
+    // zoom x zoom block, the rectangle's top-left corner at (x, y), its
+    // first row at the bottom; what falls outside the window is cut off.
     void writeGrey(int x, int y, int w, int h, const void* pData, int srcW, int srcH, int zoom,
                    int pixelType);
     void writeRgb(int x, int y, int w, int h, const void* pRed, const void* pGreen,

@@ -50,7 +50,7 @@ protected:
         std::string placed = pcPlaced, options = pcOptions;
         UnitRecord* p = fn(&placed[0], w, h, depthCode, mode, zoom, tiles, &options[0],
                            net->holder());
-        return p ? Network::unitOf(p, "test") : nullptr;
+        return net->adopt(p, kFolder, "display_image");
     }
     // A float image whose pixel (x, y, c) is 100c + 10y + x, on the unit's pin.
     void feed(Unit* u, int iDepth, int w, int h, int c)
@@ -212,8 +212,9 @@ TEST_F(AbiUnits, DisplayDrawsGreyAndRgbTilesWithZoom)
     EXPECT_EQ(w->name(), "Image");
     EXPECT_FALSE(w->rgb());
     EXPECT_EQ(w->width() * 1000 + w->height(), 8006);
-    EXPECT_EQ(row(w, 0), (std::vector<int>{100, 100, 101, 101, 102, 102, 103, 103}));
-    EXPECT_EQ(column(w, 0), (std::vector<int>{100, 100, 110, 110, 120, 120}));
+    // Images are stored bottom row first: row 0 ends up at the window's bottom.
+    EXPECT_EQ(row(w, 0), (std::vector<int>{120, 120, 121, 121, 122, 122, 123, 123}));
+    EXPECT_EQ(column(w, 0), (std::vector<int>{120, 120, 110, 110, 100, 100}));
     EXPECT_EQ(w->constraints().minWidth * 1000 + w->constraints().minHeight, 4003);
     EXPECT_TRUE(w->constraints().active);
 
@@ -243,7 +244,7 @@ TEST_F(AbiUnits, DisplayDrawsGreyAndRgbTilesWithZoom)
     Unit* stacked = display(1, 2, 1, 0, 1, 2, "");
     feed(stacked, 8, 1, 2, 2);
     ASSERT_TRUE(net->run({stacked}));
-    EXPECT_EQ(column(net->windowOf(stacked), 0), (std::vector<int>{100, 110, 0, 10}));
+    EXPECT_EQ(column(net->windowOf(stacked), 0), (std::vector<int>{110, 100, 10, 0}));
 }
 
 TEST_F(AbiUnits, OptionRFollowsTheImageSize)
@@ -256,12 +257,14 @@ TEST_F(AbiUnits, OptionRFollowsTheImageSize)
         const bool bR = *pcOptions != 0;
         EXPECT_EQ(w->width(), bR ? 200 : 160);
         EXPECT_EQ(w->height(), bR ? 100 : 160);
-        EXPECT_EQ(w->grey(2 * 79, 2 * 49), 255); // 490 + 79 clamps
-        EXPECT_EQ(w->grey(2 * 12, 2 * 0), 12);
+        // Window (X, Y) shows pixel (X / 2, 49 - Y / 2).
+        EXPECT_EQ(w->grey(2 * 79, 2 * 49), 79);
+        EXPECT_EQ(w->grey(2 * 12, 2 * 45), 52);
+        EXPECT_EQ(w->grey(2 * 12, 2 * 20), 255); // 302 clamps
         if (!bR)
             EXPECT_EQ(w->grey(0, 2 * 50), 0); // below the 80x50 drawn
         else
-            EXPECT_EQ(w->grey(2 * 99, 0), 99);
+            EXPECT_EQ(w->grey(2 * 99, 2 * 49), 99);
     }
 }
 
@@ -273,13 +276,14 @@ TEST_F(AbiUnits, ControlCodesZoomShowAndRebind)
     Window* w = net->windowOf(u);
     feed(u, 8, 100, 80, 1);
     ASSERT_TRUE(net->run({u}));
-    const std::vector<int> top = row(w, 0);
-    ASSERT_EQ(top.size(), 300u);
-    EXPECT_EQ(std::vector<int>(top.begin(), top.begin() + 4), (std::vector<int>{0, 0, 1, 1}));
+    const std::vector<int> bottom = row(w, 159); // zoom 2: 160 rows drawn
+    ASSERT_EQ(bottom.size(), 300u);
+    EXPECT_EQ(std::vector<int>(bottom.begin(), bottom.begin() + 4),
+              (std::vector<int>{0, 0, 1, 1}));
 
     net->control(u, -57); // zoom 1 at the tiled size
     EXPECT_EQ(w->width() * 1000 + w->height(), 100080);
-    EXPECT_EQ(w->grey(1, 0), 1);
+    EXPECT_EQ(w->grey(1, 79), 1);
 
     EXPECT_EQ(net->control(u, -50), 1);
     net->control(u, -14);
@@ -288,14 +292,14 @@ TEST_F(AbiUnits, ControlCodesZoomShowAndRebind)
     net->control(u, -15);
     EXPECT_TRUE(w->shown());
     net->control(u, -9);
-    EXPECT_EQ(w->grey(1, 0), 0);
+    EXPECT_EQ(w->grey(1, 79), 0);
     net->control(u, -8);
-    EXPECT_EQ(w->grey(1, 0), 1);
+    EXPECT_EQ(w->grey(1, 79), 1);
 
     // Rebound to the host's subwindow of the same name, the unit draws there.
     Window& sub = net->addSubwindow("win", false, 100, 80);
     net->control(u, -38);
-    EXPECT_EQ(sub.grey(2, 0), 2);
+    EXPECT_EQ(sub.grey(2, 79), 2);
     EXPECT_EQ(m->takeWarnings(), std::vector<std::string>());
 }
 
@@ -321,7 +325,8 @@ TEST_F(AbiUnits, ZoomAndPositionAreSavedAndRestored)
     feed(u, 32, 80, 80, 3);
     ASSERT_TRUE(net->run({u}));
     EXPECT_EQ(w->width(), 240);
-    EXPECT_EQ(w->at(5, 0, 0), 1); // zoom 3 again
+    EXPECT_EQ(w->at(5, 239, 0), 1); // zoom 3 again
+    EXPECT_EQ(w->at(2, 239, 0), 0);
 }
 
 TEST_F(AbiUnits, ConvolutionUnitReadsItsPinsOnEveryRun)

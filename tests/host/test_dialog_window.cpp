@@ -128,12 +128,13 @@ TEST(HostWindow, FloatsClampToGreyLevelsAndZoomDrawsBlocks)
         row.push_back(w.grey(x, 0));
     EXPECT_EQ(row, (std::vector<int>{0, 0, 254, 255, 0}));
 
-    // A 2x2 corner of a 3x2 byte source, zoom 2, at (3, 1): cut at the edge.
+    // A 2x2 corner of a 3x2 byte source, zoom 2, at (3, 1), its first row
+    // at the bottom: cut at the edges.
     const unsigned char bytes[] = {1, 2, 3, 4, 5, 6};
     w.writeGrey(3, 1, 2, 2, bytes, 3, 2, 2, PixelBytes);
-    EXPECT_EQ(w.grey(3, 1), 1);
-    EXPECT_EQ(w.grey(4, 2), 1);
-    EXPECT_EQ(w.grey(3, 3), 4);
+    EXPECT_EQ(w.grey(3, 1), 4);
+    EXPECT_EQ(w.grey(4, 2), 4);
+    EXPECT_EQ(w.grey(3, 3), 1);
     EXPECT_EQ(w.grey(2, 3), 0);
     EXPECT_THROW(w.grey(5, 0), HostError);
 
