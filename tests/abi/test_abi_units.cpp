@@ -245,6 +245,7 @@ TEST_F(AbiUnits, DisplayDrawsGreyAndRgbTilesWithZoom)
     feed(stacked, 8, 1, 2, 2);
     ASSERT_TRUE(net->run({stacked}));
     EXPECT_EQ(column(net->windowOf(stacked), 0), (std::vector<int>{110, 100, 10, 0}));
+    EXPECT_EQ(m->takeWarnings(), std::vector<std::string>()); // host misuse would show here
 }
 
 TEST_F(AbiUnits, OptionRFollowsTheImageSize)
@@ -266,6 +267,7 @@ TEST_F(AbiUnits, OptionRFollowsTheImageSize)
         else
             EXPECT_EQ(w->grey(2 * 99, 2 * 49), 99);
     }
+    EXPECT_EQ(m->takeWarnings(), std::vector<std::string>());
 }
 
 TEST_F(AbiUnits, ControlCodesZoomShowAndRebind)
@@ -327,6 +329,7 @@ TEST_F(AbiUnits, ZoomAndPositionAreSavedAndRestored)
     EXPECT_EQ(w->width(), 240);
     EXPECT_EQ(w->at(5, 239, 0), 1); // zoom 3 again
     EXPECT_EQ(w->at(2, 239, 0), 0);
+    EXPECT_EQ(m->takeWarnings(), std::vector<std::string>());
 }
 
 TEST_F(AbiUnits, ConvolutionUnitReadsItsPinsOnEveryRun)
@@ -368,7 +371,10 @@ TEST_F(AbiUnits, HsiUnitInANetworkMatchesTheScriptFilter)
     Unit* rgb = create("HSI_RGB_Filter", {{"Depth of CImage", "32-bit"}, {1, "RGB"}});
     net->connect(hsi, 0, rgb, 0);
     net->setInputImage(hsi, 0, source);
+    void* const pinImage = rgb->inputImage(0);
     ASSERT_TRUE(net->run({hsi, rgb}));
+    EXPECT_EQ(rgb->inputImage(0), pinImage); // filled in place through the pin type
+    EXPECT_EQ(m->ownedCount(), 1u);          // only the script's source: pins own theirs
 
     void* filter = m->create("CHsiRgbFilter", {I(32), I(0)});
     void* expected = image(32);
