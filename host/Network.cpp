@@ -496,6 +496,30 @@ void Network::connect(Unit* pFrom, int iOutput, Unit* pTo, int iInput)
     m_connections.push_back({pFrom, iOutput, pTo, iInput});
 }
 
+namespace {
+void copyImage(Module& m, const std::string& sType, PinRecord& d, void* pSource,
+               const std::string& sWhat)
+{
+    if (d.pValue && !m.pinCompatible(sType, d.pValue, pSource))
+        throw HostError(sWhat + ": the pin type calls the two images incompatible");
+    if (void* pResult = m.pinCopy(sType, d.pValue, pSource))
+        d.pValue = pResult;
+}
+} // namespace
+
+void Network::setInputImage(Unit* pUnit, int iInput, void* pImage)
+{
+    find(pUnit, "setInputImage");
+    Unit::Pin& p = pUnit->pin(false, iInput, "setInputImage");
+    if (p.spec.kind != PinKind::Image)
+        throw HostError("setInputImage: input " + std::to_string(iInput) + " of " +
+                        unitName(pUnit) + " is no image pin");
+    if (!pImage)
+        throw HostError("setInputImage: a null image");
+    copyImage(m_module, p.spec.typeName, *p.record, pImage,
+              "setInputImage, input " + std::to_string(iInput) + " of " + unitName(pUnit));
+}
+
 void Network::feed(Unit* pUnit)
 {
     for (const Connection& c : m_connections) {
@@ -507,16 +531,10 @@ void Network::feed(Unit* pUnit)
         PinRecord& d = *dst.record;
         switch (dst.spec.kind) {
         case PinKind::Image: {
-            if (!s.pValue)
-                break;
-            const std::string& type = dst.spec.typeName;
-            if (d.pValue && !m_module.pinCompatible(type, d.pValue, s.pValue))
-                throw HostError("run: the image on output " + std::to_string(c.output) + " of " +
-                                unitName(c.from) + " does not fit input " +
-                                std::to_string(c.input) + " of " + unitName(pUnit) +
-                                " (the pin type calls them incompatible)");
-            if (void* pResult = m_module.pinCopy(type, d.pValue, s.pValue))
-                d.pValue = pResult;
+            if (s.pValue)
+                copyImage(m_module, dst.spec.typeName, d, s.pValue,
+                          "run, output " + std::to_string(c.output) + " of " + unitName(c.from) +
+                              " to input " + std::to_string(c.input) + " of " + unitName(pUnit));
             break;
         }
         case PinKind::Value:

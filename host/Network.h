@@ -179,6 +179,9 @@ public:
     // The second dialog answered, then the icon's second callback.
     int applySecondDialog(Unit* pUnit, const std::vector<Answer>& answers = {});
 
+    // An image given to an input pin as a connection gives it: copied into
+    // the pin's own image through the pin type.
+    void setInputImage(Unit* pUnit, int iInput, void* pImage);
     // Output pin of one unit to input pin of another; an input takes one
     // connection.
     void connect(Unit* pFrom, int iOutput, Unit* pTo, int iInput);
