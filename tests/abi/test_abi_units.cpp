@@ -320,7 +320,6 @@ TEST_F(AbiUnits, ZoomAndPositionAreSavedAndRestored)
     net->control(u, -14);
     net->windowOf(u)->move(0, 0);
     net->load(sPath);
-    std::remove(sPath.c_str());
     Window* w = net->windowOf(u);
     EXPECT_TRUE(w->shown());
     EXPECT_EQ(w->x() * 1000 + w->y(), 12010);
@@ -330,6 +329,26 @@ TEST_F(AbiUnits, ZoomAndPositionAreSavedAndRestored)
     EXPECT_EQ(w->at(5, 239, 0), 1); // zoom 3 again
     EXPECT_EQ(w->at(2, 239, 0), 0);
     EXPECT_EQ(m->takeWarnings(), std::vector<std::string>());
+
+    const std::pair<const char*, std::string> bad[] = {
+        {"tirnhost network 2\n", " is not a saved network (no \"tirnhost network 1\" line)"},
+        {"tirnhost network 1\nunit 1 tirnvision/display_image\nend\n",
+         ", line 2: the network has no unit 1"},
+        {"tirnhost network 1\nunit 0 tirnvision/PinsToCImage\nend\n",
+         ", line 2: unit 0 is tirnvision/display_image, not tirnvision/PinsToCImage"},
+        {"tirnhost network 1\nunit 0 tirnvision/display_image\nzoom: 2\n",
+         ": unit 0 has no end line"},
+    };
+    for (const auto& [pcText, sMessage] : bad) {
+        std::ofstream(sPath) << pcText;
+        try {
+            net->load(sPath);
+            ADD_FAILURE() << pcText;
+        } catch (const HostError& e) {
+            EXPECT_EQ(e.what(), sPath + sMessage);
+        }
+    }
+    std::remove(sPath.c_str());
 }
 
 TEST_F(AbiUnits, ConvolutionUnitReadsItsPinsOnEveryRun)

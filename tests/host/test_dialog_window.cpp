@@ -1,6 +1,6 @@
-// The host's side of dialogs and windows, without a plug-in: the dialog
-// language with presets and answers, and framebuffers with their drawing
-// and PNG snapshots.
+// The host's side of dialogs, pins and windows, without a plug-in: the
+// dialog language with presets and answers, primitive_unit3's pin type
+// texts, and framebuffers with their drawing and PNG snapshots.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -10,6 +10,7 @@
 #include <iterator>
 
 #include "Dialog.h"
+#include "Network.h"
 #include "TirnHost.h"
 #include "Window.h"
 
@@ -116,6 +117,32 @@ TEST(HostDialog, RefusedAnswersNameTheFieldAndItsRange)
     for (const auto& [run, message] : cases)
         EXPECT_EQ(refusal(run), message);
     EXPECT_EQ(c.fval(4), 0.0); // refused answers change nothing
+}
+
+TEST(HostPins, TypeTexts)
+{
+    struct Case
+    {
+        const char* text;
+        PinKind kind;
+        int length;
+        const char* type;
+    };
+    const Case cases[] = {
+        {"<F>", PinKind::FloatArray, -1, ""}, {"<C>", PinKind::ByteArray, -1, ""},
+        {"f64", PinKind::FloatArray, 64, ""}, {"c16", PinKind::ByteArray, 16, ""},
+        {"f0", PinKind::FloatArray, 0, ""},   {"s2", PinKind::Pair, -1, ""},
+        {"<tirnvision.CImage>", PinKind::Image, -1, "tirnvision.CImage"},
+    };
+    for (const Case& c : cases) {
+        const PinSpec spec = pinSpecOf(c.text);
+        EXPECT_EQ(spec.kind, c.kind) << c.text;
+        EXPECT_EQ(spec.fixedLength, c.length) << c.text;
+        EXPECT_EQ(spec.typeName, c.type) << c.text;
+    }
+    for (const char* pc : {"", "f", "x3", "f-1", "s3", "<>", "F", "c99999999999"})
+        EXPECT_EQ(refusal([&] { pinSpecOf(pc); }),
+                  std::string("unknown pin type text \"") + pc + "\"");
 }
 
 TEST(HostWindow, FloatsClampToGreyLevelsAndZoomDrawsBlocks)
