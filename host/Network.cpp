@@ -69,7 +69,7 @@ WindowSlot* drawingSlot(const char* pcCaller)
 {
     if (!g_pDrawing)
         throw HostError(std::string(pcCaller) + " outside qor_begin_draw2 ... qor_end_draw");
-    g_pDrawing->pull();
+    g_pDrawing->sync();
     return g_pDrawing;
 }
 
@@ -329,10 +329,11 @@ void* Unit::outputImage(int iPin) { return pin(true, iPin, "outputImage").record
 
 // --- Windows -----------------------------------------------------------------
 
-void WindowSlot::pull()
+void WindowSlot::sync()
 {
-    if (info)
+    if (info && (info->iX != pushedX || info->iY != pushedY))
         window.move(info->iX, info->iY);
+    push();
 }
 
 void WindowSlot::push()
@@ -348,6 +349,9 @@ void WindowSlot::push()
     info->iWidth = window.width();
     info->iHeight = window.height();
     info->iShown = window.shown() ? 1 : 0;
+    info->iSizeLocked = window.sizeLocked() ? 1 : 0;
+    pushedX = info->iX;
+    pushedY = info->iY;
 }
 
 // --- Network -----------------------------------------------------------------
@@ -436,7 +440,7 @@ Dialog Network::answered(const char* pcDescription, const std::vector<Answer>& a
 Unit* Network::create(const std::string& sFolder, const std::string& sIcon,
                       const std::vector<Answer>& answers)
 {
-    resetDrawing();
+    enter();
     const IconDef& def = icon(sFolder, sIcon);
     if (!def.pfCreate)
         throw HostError("icon " + sIcon + " has no creation callback");
@@ -458,6 +462,13 @@ Unit* Network::create(const std::string& sFolder, const std::string& sIcon,
     return p;
 }
 
+void Network::enter()
+{
+    resetDrawing();
+    for (auto& slot : m_windows)
+        slot->sync();
+}
+
 Unit* Network::adopt(UnitRecord* pRecord, const std::string& sFolder, const std::string& sIcon)
 {
     if (!pRecord)
@@ -471,6 +482,7 @@ Unit* Network::adopt(UnitRecord* pRecord, const std::string& sFolder, const std:
 
 int Network::applySecondDialog(Unit* pUnit, const std::vector<Answer>& answers)
 {
+    enter();
     find(pUnit, "applySecondDialog");
     if (!pUnit->m_pIcon || !pUnit->m_pIcon->pfApply)
         throw HostError("applySecondDialog: " + unitName(pUnit) + " has no second dialog");
@@ -573,7 +585,7 @@ void Network::feed(Unit* pUnit)
 
 bool Network::run(const std::vector<Unit*>& order)
 {
-    resetDrawing();
+    enter();
     for (Unit* p : order)
         find(p, "run");
     for (Unit* p : order) {
@@ -590,7 +602,7 @@ bool Network::run(const std::vector<Unit*>& order)
 
 int Network::control(Unit* pUnit, int iCode)
 {
-    resetDrawing();
+    enter();
     find(pUnit, "control");
     UnitCtrlFn pf = pUnit->m_record.pfCtrl;
     return pf ? pf(iCode, pUnit->record()) : 0;
@@ -634,7 +646,7 @@ void Network::releasePins(Unit* pUnit)
 
 void Network::remove(Unit* pUnit)
 {
-    resetDrawing();
+    enter();
     find(pUnit, "remove");
     if (pUnit->m_record.pfRemove)
         pUnit->m_record.pfRemove(pUnit->record());
@@ -683,7 +695,7 @@ WindowSlot* Network::slotOf(WindowInfo* pInfo, const char* pcCaller)
     auto it = g_infos.find(pInfo);
     if (it == g_infos.end())
         throw HostError(std::string(pcCaller) + ": not a window record of this host");
-    it->second->pull();
+    it->second->sync();
     return it->second;
 }
 
@@ -692,7 +704,7 @@ void Network::freeInfo(WindowSlot* pSlot)
     WindowInfo* pInfo = pSlot->info;
     if (!pInfo)
         return;
-    pSlot->pull();
+    pSlot->sync();
     g_infos.erase(pInfo);
     pSlot->info = nullptr;
     m_infos.erase(std::remove_if(m_infos.begin(), m_infos.end(),
@@ -745,7 +757,7 @@ Window* Network::windowOf(Unit* pUnit)
 {
     for (auto& slot : m_windows)
         if (slot->owner == pUnit) {
-            slot->pull();
+            slot->sync();
             return &slot->window;
         }
     return nullptr;
@@ -755,7 +767,7 @@ std::vector<Window*> Network::windows()
 {
     std::vector<Window*> all;
     for (auto& slot : m_windows) {
-        slot->pull();
+        slot->sync();
         all.push_back(&slot->window);
     }
     return all;
@@ -765,7 +777,7 @@ void Network::resizeWindow(Unit* pUnit, int w, int h)
 {
     for (auto& slot : m_windows)
         if (slot->owner == pUnit) {
-            slot->pull();
+            slot->sync();
             slot->window.resize(w, h);
             slot->push();
             return;
@@ -801,6 +813,7 @@ struct File
 
 void Network::save(const std::string& sPath)
 {
+    enter();
     File f(sPath, "w+");
     std::fprintf(f.p, "%s\n", kHeader);
     for (std::size_t i = 0; i < m_order.size(); ++i) {
@@ -829,7 +842,7 @@ void Network::save(const std::string& sPath)
 
 void Network::load(const std::string& sPath)
 {
-    resetDrawing();
+    enter();
     File f(sPath, "r");
     std::string line;
     if (!readLine(f.p, line) || line != kHeader)

@@ -154,8 +154,12 @@ struct WindowSlot
     WindowInfo* info = nullptr; // null once the plug-in freed it
     std::vector<char> name;     // what info->pcName points at
     Unit* owner = nullptr;
-    void pull();                // the position the plug-in may have written
-    void push();                // the host's state into the record
+    int pushedX = 0, pushedY = 0; // the position last written into the record
+    // Both sides up to date: a position the plug-in wrote into the record
+    // (loading a saved one) moves the window; everything else goes from the
+    // window into the record.
+    void sync();
+    void push();
 };
 
 class Network
@@ -233,6 +237,9 @@ private:
         Unit* to;
         int input;
     };
+    // Every host-level operation starts here: no drawing left over from a
+    // failure, and what a caller changed in a window is in its record.
+    void enter();
     void feed(Unit* pUnit);
     Unit* find(Unit* pUnit, const char* pcWhat) const;
     void destroy(Unit* pUnit);

@@ -43,6 +43,10 @@ public:
     int x() const { return m_iX; }
     int y() const { return m_iY; }
     void move(int x, int y) { m_iX = x; m_iY = y; }
+    // The second state value: while set, the window keeps its size (the
+    // user holds its frame), so units do not resize it.
+    bool sizeLocked() const { return m_bSizeLocked; }
+    void setSizeLocked(bool b) { m_bSizeLocked = b; }
     int width() const { return m_iWidth; }
     int height() const { return m_iHeight; }
     // The picture stays where it still fits; new area is black.
@@ -74,6 +78,7 @@ private:
     std::string m_sName;
     bool m_bRgb;
     bool m_bShown;
+    bool m_bSizeLocked = false;
     int m_iX, m_iY;
     int m_iWidth = 0, m_iHeight = 0;
     std::vector<unsigned char> m_pixels; // RGB, row after row

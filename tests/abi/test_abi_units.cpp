@@ -250,6 +250,13 @@ TEST_F(AbiUnits, DisplayDrawsGreyAndRgbTilesWithZoom)
 
 TEST_F(AbiUnits, OptionRFollowsTheImageSize)
 {
+    // Held by the user (the second state value set), the window keeps its size.
+    Unit* held = display(80, 80, 3, 0, 2, 1, "R");
+    net->windowOf(held)->setSizeLocked(true);
+    feed(held, 32, 100, 50, 1);
+    ASSERT_TRUE(net->run({held}));
+    EXPECT_EQ(net->windowOf(held)->width(), 160);
+
     for (const char* pcOptions : {"", "R"}) {
         Unit* u = display(80, 80, 3, 0, 2, 1, pcOptions);
         feed(u, 32, 100, 50, 1);
@@ -319,6 +326,14 @@ TEST_F(AbiUnits, ZoomAndPositionAreSavedAndRestored)
     net->control(u, -32); // zoom 1
     net->control(u, -14);
     net->windowOf(u)->move(0, 0);
+    net->save(sPath + ".moved");
+    std::ifstream moved(sPath + ".moved");
+    std::string line;
+    std::getline(moved, line);
+    std::getline(moved, line);
+    std::getline(moved, line);
+    std::remove((sPath + ".moved").c_str());
+    EXPECT_EQ(line, "posinfo 0 0 80 80 0 left");
     net->load(sPath);
     Window* w = net->windowOf(u);
     EXPECT_TRUE(w->shown());
