@@ -451,6 +451,7 @@ Unit* Network::create(const std::string& sFolder, const std::string& sIcon,
         DialogScope scope(&d);
         pRecord = def.pfCreate(0, 0, const_cast<IconDef*>(&def), holder());
     }
+    dropReleased();
     if (!pRecord)
         return nullptr;
     Unit* p = unitOf(pRecord, "the icon's creation callback");
@@ -462,8 +463,19 @@ Unit* Network::create(const std::string& sFolder, const std::string& sIcon,
     return p;
 }
 
+void Network::dropReleased()
+{
+    std::vector<Unit*> dropped;
+    for (Unit* p : m_order)
+        if (p->m_bReleased)
+            dropped.push_back(p);
+    for (Unit* p : dropped)
+        destroy(p);
+}
+
 void Network::enter()
 {
+    dropReleased();
     resetDrawing();
     for (auto& slot : m_windows)
         slot->sync();

@@ -240,6 +240,9 @@ private:
     // Every host-level operation starts here: no drawing left over from a
     // failure, and what a caller changed in a window is in its record.
     void enter();
+    // A unit the plug-in made and removed again (qor_remove0) on its way to
+    // a failure leaves the network once the plug-in no longer uses it.
+    void dropReleased();
     void feed(Unit* pUnit);
     Unit* find(Unit* pUnit, const char* pcWhat) const;
     void destroy(Unit* pUnit);
