@@ -15,7 +15,8 @@ target_include_directories(tirn_host INTERFACE
   $<INSTALL_INTERFACE:include> $<INSTALL_INTERFACE:include/tirnvision>)
 target_link_options(tirn_host INTERFACE $<INSTALL_INTERFACE:-rdynamic>)
 install(TARGETS tirn_host EXPORT tirnvisionTargets ARCHIVE DESTINATION lib)
-install(FILES host/TirnHost.h host/Prototype.h DESTINATION include/tirnvision)
+install(FILES host/TirnHost.h host/Prototype.h host/Network.h host/Dialog.h host/HostRecords.h
+  host/Window.h DESTINATION include/tirnvision)
 install(EXPORT tirnvisionTargets NAMESPACE tirnvision:: DESTINATION lib/cmake/tirnvision)
 configure_package_config_file(cmake/tirnvisionConfig.cmake.in
   ${CMAKE_CURRENT_BINARY_DIR}/tirnvisionConfig.cmake

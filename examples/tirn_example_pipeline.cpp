@@ -1,8 +1,10 @@
-// A script's view of tirnvision: loads tirnvision.so through the host
-// emulator, exactly as the host loads it, and runs a picture through a chain
-// of the library's operations, called by their script names. One line per
-// step with its time; the library's own chatter goes to pipeline.log in the
-// output folder, beside the results.
+// A script's and a network's view of tirnvision: loads tirnvision.so
+// through the host emulator, exactly as the host loads it, runs a picture
+// through a chain of the library's operations, called by their script
+// names, and then through a network of its units whose windows are saved as
+// pictures. One line per step with its time; the library's own chatter and
+// which unit drew which file go to pipeline.log in the output folder,
+// beside the results.
 //
 //   tirn_example_pipeline [picture [output-folder]]
 //
@@ -22,6 +24,7 @@
 #include <sys/stat.h>
 #include <vector>
 
+#include "Network.h"
 #include "TirnHost.h"
 
 using tirnhost::Arg;
@@ -267,9 +270,99 @@ int main(int argc, char** argv)
         return std::string("gauss.mtx, read back identical");
     });
 
+    // The network: the picture through an HSI_RGB_Filter unit into a
+    // ConvolutionFilter unit made from its dialog, shown by two display
+    // units of two tiles each, side by side, at zoom 2.
+    std::unique_ptr<tirnhost::Network> net;
+    struct Shown
+    {
+        tirnhost::Unit* unit;
+        const char* file;
+        const char* what;
+    };
+    std::vector<Shown> shown;
+    // The units' warnings (qor_warning) go to the log.
+    const auto logWarnings = [&] {
+        for (const std::string& s : m.takeWarnings())
+            std::printf("warning: %s\n", s.c_str());
+    };
+    p.step("network: units from dialogs", [&]() -> std::string {
+        net = std::make_unique<tirnhost::Network>(m);
+        tirnhost::Unit* hsi = net->create("tirnvision", "HSI_RGB_Filter",
+                                          {{"Depth of CImage", "32-bit"}, {1, "HSI"}});
+        tirnhost::Unit* conv = net->create(
+            "tirnvision", "ConvolutionFilter",
+            {{"Depth of Input-CImage", "32-bit"}, {"Filtertype", "1.G"}, {"Orientation", "45"}});
+        if (!hsi || !conv) {
+            logWarnings();
+            return "!a unit was refused (see pipeline.log)";
+        }
+        // The unit reads its type, orientation and zoom from these pins on
+        // every run; they say what the dialog said.
+        conv->setGroupValue(1, 0, 1.0f);
+        conv->setGroupValue(1, 1, 45.0f);
+        conv->setGroupValue(1, 2, 1.0f);
+        net->connect(hsi, 0, conv, 0);
+        net->setInputImage(hsi, 0, pRgb);
+        // Two tiles side by side is a negative tile count, which only the
+        // creation function takes; the icon's dialog always makes one tile.
+        typedef tirnhost::UnitRecord* (*DisplayFn)(char*, int, int, int, int, int, int, char*,
+                                                   tirnhost::UnitRecord*);
+        auto display = reinterpret_cast<DisplayFn>(m.symbol("display_image"));
+        const int w = m.call(pRgb, "CImage", "width").i, h = m.call(pRgb, "CImage", "height").i;
+        const std::pair<int, const char*> modes[] = {{0, "grey 10 10"}, {1, "rgb 10 900"}};
+        for (const auto& [iMode, pcPlaced] : modes) {
+            std::string placed = pcPlaced, options;
+            tirnhost::UnitRecord* r =
+                display(&placed[0], w, h, 3, iMode, 2, -2, &options[0], net->holder());
+            if (!r) {
+                logWarnings();
+                return "!display_image refused (see pipeline.log)";
+            }
+            tirnhost::Unit* u = net->adopt(r, "tirnvision", "display_image");
+            net->connect(conv, 0, u, 0);
+            shown.push_back({u, iMode ? "net_rgb.png" : "net_grey.png",
+                             iMode ? "rgb: edges of H, S, I as red, green, blue | edges of I"
+                                   : "grey: edges of I | edges of S"});
+        }
+        // Channel pins: the grey unit shows intensity and saturation edges,
+        // the rgb unit the three edge channels as colour, then intensity.
+        const std::vector<std::vector<float>> channels = {{2, 1}, {0, 1, 2, 2, 2, 2}};
+        for (std::size_t k = 0; k < shown.size(); ++k)
+            for (std::size_t i = 0; i < channels[k].size(); ++i)
+                shown[k].unit->setGroupValue(1, int(i), channels[k][i]);
+        return std::to_string(net->units().size()) + " units";
+    });
+
+    p.step("network: run", [&]() -> std::string {
+        std::vector<tirnhost::Unit*> order = net->units();
+        const bool bRan = net->run(order);
+        logWarnings();
+        if (!bRan)
+            return "!the run stopped";
+        return "edges " + sizeOf(m, order[1]->outputImage(0));
+    });
+
+    p.step("network: windows as PNG", [&]() -> std::string {
+        std::string sWritten;
+        for (const Shown& s : shown) {
+            tirnhost::Window* w = net->windowOf(s.unit);
+            w->savePng(path(s.file));
+            std::printf("%s (%s, window \"%s\" %dx%d) drew %s\n",
+                        s.unit->labelText().c_str(), s.what, w->name().c_str(), w->width(),
+                        w->height(), path(s.file).c_str());
+            sWritten += std::string(sWritten.empty() ? "" : " ") + s.file;
+        }
+        net->save(path("network.txt"));
+        return sWritten + " network.txt";
+    });
+
     const bool bOk = p.ok();
     // Freeing the objects talks too (the colour map says its depth).
-    p.quietly([&] { module.reset(); });
+    p.quietly([&] {
+        net.reset();
+        module.reset();
+    });
     if (!bOk)
         return 1;
     std::printf("done: results and pipeline.log in %s/\n", sOut.c_str());

@@ -164,6 +164,7 @@ Module::Module(const std::string& sPath)
     g_pCurrent = this;
     try {
         const std::string name = libraryName(sPath);
+        m_sName = name;
         auto init = reinterpret_cast<void (*)()>(requireSymbol("vision_type_init"));
         init();
         auto classes =
@@ -458,6 +459,13 @@ std::vector<ScriptError> Module::takeErrors()
     std::vector<ScriptError> errors;
     errors.swap(m_errors);
     return errors;
+}
+
+std::vector<std::string> Module::takeWarnings()
+{
+    std::vector<std::string> warnings;
+    warnings.swap(m_warnings);
+    return warnings;
 }
 
 void Module::raise(const char* pcKind, const std::string& sMessage)

@@ -145,10 +145,17 @@ public:
 
     const std::vector<ScriptError>& errors() const { return m_errors; }
     std::vector<ScriptError> takeErrors();
+    // What qor_warning told the user, formatted, in order.
+    const std::vector<std::string>& warnings() const { return m_warnings; }
+    std::vector<std::string> takeWarnings();
+    // The plug-in's name: "tirnvision" for "build/tirnvision.so"; its unit
+    // folder is gsFolder_<name>.
+    const std::string& name() const { return m_sName; }
 
     // Used by the host entry points.
     static Module* current();
     void raise(const char* pcKind, const std::string& sMessage);
+    void warn(const std::string& sMessage) { m_warnings.push_back(sMessage); }
     void definePinType(const char* pcName, int (*compatible)(void*, void*),
                        void* (*copy)(void*, void*), void (*free)(void*));
     void describePinType(const char* pcName, const char* (*describe)(void*));
@@ -170,6 +177,8 @@ private:
     std::vector<void*> m_ownedOrder;
     std::map<std::string, PinType> m_pinTypes;
     std::vector<ScriptError> m_errors;
+    std::vector<std::string> m_warnings;
+    std::string m_sName;
 };
 
 } // namespace tirnhost

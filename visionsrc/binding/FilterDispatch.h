@@ -32,12 +32,6 @@ struct TDepthMessages
 // the filter's. Kept in that form on purpose.
 enum class DepthTest { Kept, None };
 
-template <class T> struct PixelTag
-{
-    typedef T type;
-};
-template <class Tag> using TagPixel = typename std::decay_t<Tag>::type;
-
 // The element type of a filter reference handed to a generic lambda.
 template <class Filter> struct FilterPixelOf;
 template <template <class> class C, class T> struct FilterPixelOf<C<T>>

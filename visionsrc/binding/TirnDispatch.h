@@ -101,6 +101,27 @@ R withDepth(int iDepth, void* pHandle, Op&& op, UnknownDepth unknown = UnknownDe
     });
 }
 
+// Names an element type where no image exists yet (creating one, choosing
+// a filter's instantiation): op(PixelTag<T>()).
+template <class T> struct PixelTag
+{
+    typedef T type;
+};
+template <class Tag> using TagPixel = typename std::decay_t<Tag>::type;
+
+// Calls op(PixelTag<T>()) for the instantiation that the depth (8, 16, 32)
+// names; any other depth gives the fallback without calling op. Not
+// guarded: the caller decides what a failure means at its boundary.
+template <class R, class Op> R byPixelType(int iDepth, R fallback, Op&& op)
+{
+    switch (iDepth) {
+    case 16: return op(PixelTag<unsigned short>());
+    case 32: return op(PixelTag<float>());
+    case 8: return op(PixelTag<unsigned char>());
+    default: return fallback;
+    }
+}
+
 // For the operations that exist for float images only; the caller has
 // checked the depth.
 template <class R, class Op> R withFloatImage(void* pHandle, Op&& op)

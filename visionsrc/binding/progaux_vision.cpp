@@ -23,17 +23,6 @@ TIRN_EXPORT int CImage_COMPATIBLE_CImage(void* pA, void* pB);
 TIRN_EXPORT void CImage_FREE_CImage(void* p);
 TIRN_EXPORT const char* CImage_DESCRIBE_CImage(void* p);
 
-// One pin-type record: six pointer-sized fields; a null name ends the table.
-struct TirnPinType
-{
-    const char* pcName;
-    TirnCopyFn pfCopy;
-    TirnCompatibleFn pfCompatible;
-    TirnFreeFn pfFree;
-    TirnDescribeFn pfDescribe; // optional
-    const char* pcBaseName;    // optional
-};
-
 TIRN_EXPORT const TirnPinType gasVisionPinTypes[] = {
     {"tirnvision.CImage", CImage_COPY_CImage, CImage_COMPATIBLE_CImage, CImage_FREE_CImage,
      CImage_DESCRIBE_CImage, nullptr},
