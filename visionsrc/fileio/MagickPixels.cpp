@@ -1,0 +1,140 @@
+#include "fileio/MagickPixels.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <vector>
+
+namespace tirn {
+
+namespace {
+
+static_assert(MaxRGB % 255 == 0, "8-bit components must map to whole quanta");
+
+// What GraphicsMagick's FloatPixel export gives for a quantum, then the
+// reader's scaling; for every quantum value this is proven equal to the
+// export in the tests.
+unsigned char scaleQuantum(std::uint64_t q)
+{
+    const float f = static_cast<float>(double(q) / double(MaxRGB));
+    return static_cast<unsigned char>(std::rint(255.0f * f));
+}
+
+#if QuantumDepth <= 16
+struct QuantumTable
+{
+    unsigned char ac[std::size_t(MaxRGB) + 1];
+    QuantumTable()
+    {
+        for (std::uint64_t q = 0; q <= MaxRGB; ++q)
+            ac[q] = scaleQuantum(q);
+    }
+};
+#endif
+
+// Sorts keys of `nBits` significant bits with 16-bit digits, least
+// significant first; a digit that is the same in every key is skipped.
+void radixSort(std::vector<std::uint64_t>& keys, int nBits)
+{
+    std::vector<std::uint64_t> scratch(keys.size());
+    std::vector<std::size_t> counts(65536);
+    for (int iShift = 0; iShift < nBits; iShift += 16) {
+        std::fill(counts.begin(), counts.end(), 0);
+        for (std::uint64_t k : keys)
+            ++counts[(k >> iShift) & 0xffff];
+        if (counts[(keys[0] >> iShift) & 0xffff] == keys.size())
+            continue;
+        std::size_t nSum = 0;
+        for (std::size_t& n : counts) {
+            const std::size_t nHere = n;
+            n = nSum;
+            nSum += nHere;
+        }
+        for (std::uint64_t k : keys)
+            scratch[counts[(k >> iShift) & 0xffff]++] = k;
+        keys.swap(scratch);
+    }
+}
+
+} // namespace
+
+const Magick::PixelPacket* pixelRow(const Magick::Image& frame, std::size_t y)
+{
+    const Magick::PixelPacket* p = frame.getConstPixels(0, long(y), frame.columns(), 1);
+    if (!p)
+        throw Magick::ErrorCache("the pixels of a row cannot be fetched");
+    return p;
+}
+
+unsigned char quantumToByte(Magick::Quantum q)
+{
+#if QuantumDepth <= 16
+    static const QuantumTable table;
+    return table.ac[q];
+#else
+    return scaleQuantum(q);
+#endif
+}
+
+std::size_t countColours(const Magick::Image& frame)
+{
+    const std::size_t nWidth = frame.columns();
+    const std::size_t nHeight = frame.rows();
+    if (nWidth == 0 || nHeight == 0)
+        return 0;
+    constexpr unsigned kStep = MaxRGB / 255;
+
+    // Pictures from 8-bit files hold only multiples of kStep: their colours
+    // fit a bitset of 2^24. Any other quantum sends the count to sorting.
+    {
+        std::vector<std::uint64_t> seen(std::size_t(1) << 18);
+        std::size_t nColours = 0;
+        bool bEightBit = true;
+        for (std::size_t y = 0; y < nHeight && bEightBit; ++y) {
+            const Magick::PixelPacket* p = pixelRow(frame, y);
+            for (std::size_t x = 0; x < nWidth; ++x) {
+                const unsigned r = p[x].red, g = p[x].green, b = p[x].blue;
+                if (r % kStep || g % kStep || b % kStep) {
+                    bEightBit = false;
+                    break;
+                }
+                const std::uint32_t k = (r / kStep) << 16 | (g / kStep) << 8 | (b / kStep);
+                const std::uint64_t bit = std::uint64_t(1) << (k & 63);
+                std::uint64_t& word = seen[k >> 6];
+                nColours += (word & bit) == 0;
+                word |= bit;
+            }
+        }
+        if (bEightBit)
+            return nColours;
+    }
+
+#if QuantumDepth > 16
+    // Three 32-bit quanta do not fit one key.
+    std::vector<std::array<std::uint32_t, 3>> triples;
+    triples.reserve(nWidth * nHeight);
+    for (std::size_t y = 0; y < nHeight; ++y) {
+        const Magick::PixelPacket* p = pixelRow(frame, y);
+        for (std::size_t x = 0; x < nWidth; ++x)
+            triples.push_back({p[x].red, p[x].green, p[x].blue});
+    }
+    std::sort(triples.begin(), triples.end());
+    return std::size_t(std::unique(triples.begin(), triples.end()) - triples.begin());
+#else
+    std::vector<std::uint64_t> keys(nWidth * nHeight);
+    std::uint64_t* pKey = keys.data();
+    for (std::size_t y = 0; y < nHeight; ++y) {
+        const Magick::PixelPacket* p = pixelRow(frame, y);
+        for (std::size_t x = 0; x < nWidth; ++x)
+            *pKey++ = std::uint64_t(p[x].red) << (2 * QuantumDepth) |
+                      std::uint64_t(p[x].green) << QuantumDepth | std::uint64_t(p[x].blue);
+    }
+    radixSort(keys, 3 * QuantumDepth);
+    std::size_t nColours = 1;
+    for (std::size_t i = 1; i < keys.size(); ++i)
+        nColours += keys[i] != keys[i - 1];
+    return nColours;
+#endif
+}
+
+} // namespace tirn
