@@ -198,6 +198,20 @@ TEST(MagickWriting, DeepValuesAreScaledFromMinimumAndMaximum)
     ASSERT_EQ(load(loaded, sPath).iResult, 1);
     EXPECT_EQ(loaded.getPixel(0, 0, 0), 100);
     EXPECT_EQ(loaded.getPixel(1, 0, 0), 255);
+
+    // Big enough for the writer's lookup table of all 16-bit values: every
+    // pixel still as the formula gives it, rows turned upside down twice.
+    CImage<unsigned short> big(131, 127, 1);
+    for (int y = 0; y < 127; ++y)
+        for (int x = 0; x < 131; ++x)
+            big.setPixel(x, y, 0, static_cast<unsigned short>(1000 + (x * 127 + y * 3) % 9001));
+    ASSERT_EQ(save(big, sPath, IMAGE_SINGLE).iResult, 1);
+    ASSERT_EQ(load(loaded, sPath).iResult, 1);
+    for (int y = 0; y < 127; ++y)
+        for (int x = 0; x < 131; ++x)
+            ASSERT_EQ(loaded.getPixel(x, y, 0),
+                      std::rint((big.getPixel(x, y, 0) - 1000) * 255.0 / 9000 / 255.0 * 255.0))
+                << x << " " << y;
 }
 
 // ------------------------------------------------------- layouts
