@@ -469,9 +469,10 @@ TEST(MagickPixels, EveryQuantumScalesLikeTheFloatExportAndRintf)
     std::vector<float> afExported(std::size_t(nQuanta) * 3);
     Magick::Image(ramp).write(0, 0, nQuanta, 1, "RGB", Magick::FloatPixel, afExported.data());
     const Magick::PixelPacket* p = tirn::pixelRow(ramp, 0);
+    const tirn::QuantumToByte toByte;
     for (unsigned q = 0; q < nQuanta; ++q) {
         ASSERT_EQ(p[q].red, q);
-        ASSERT_EQ(float(tirn::quantumToByte(Magick::Quantum(q))),
+        ASSERT_EQ(float(toByte(Magick::Quantum(q))),
                   std::rint(255.0f * afExported[3 * q]))
             << q;
     }

@@ -71,21 +71,22 @@ void convertFrame(Magick::Image& frame, int nChannels, CImage<T>& target, int iF
 {
     const int iWidth = int(frame.columns());
     const int iHeight = int(frame.rows());
+    const tirn::QuantumToByte toByte;
     for (int y = 0; y < iHeight; ++y) {
         const Magick::PixelPacket* p = tirn::pixelRow(frame, std::size_t(y));
         const std::size_t nRow = std::size_t(iHeight - 1 - y) * std::size_t(iWidth);
         T* pRed = target.getChannelDataPtr(iFirstChannel) + nRow;
         if (nChannels == 1) {
             for (int x = 0; x < iWidth; ++x)
-                pRed[x] = T(tirn::quantumToByte(p[x].red));
+                pRed[x] = T(toByte(p[x].red));
             continue;
         }
         T* pGreen = target.getChannelDataPtr(iFirstChannel + 1) + nRow;
         T* pBlue = target.getChannelDataPtr(iFirstChannel + 2) + nRow;
         for (int x = 0; x < iWidth; ++x) {
-            pRed[x] = T(tirn::quantumToByte(p[x].red));
-            pGreen[x] = T(tirn::quantumToByte(p[x].green));
-            pBlue[x] = T(tirn::quantumToByte(p[x].blue));
+            pRed[x] = T(toByte(p[x].red));
+            pGreen[x] = T(toByte(p[x].green));
+            pBlue[x] = T(toByte(p[x].blue));
         }
     }
 }

@@ -11,15 +11,6 @@ namespace {
 
 static_assert(MaxRGB % 255 == 0, "8-bit components must map to whole quanta");
 
-// What GraphicsMagick's FloatPixel export gives for a quantum, then the
-// reader's scaling; for every quantum value this is proven equal to the
-// export in the tests.
-unsigned char scaleQuantum(std::uint64_t q)
-{
-    const float f = static_cast<float>(double(q) / double(MaxRGB));
-    return static_cast<unsigned char>(std::rint(255.0f * f));
-}
-
 #if QuantumDepth <= 16
 struct QuantumTable
 {
@@ -66,13 +57,13 @@ const Magick::PixelPacket* pixelRow(const Magick::Image& frame, std::size_t y)
     return p;
 }
 
-unsigned char quantumToByte(Magick::Quantum q)
+QuantumToByte::QuantumToByte()
 {
 #if QuantumDepth <= 16
     static const QuantumTable table;
-    return table.ac[q];
+    pcTable = table.ac;
 #else
-    return scaleQuantum(q);
+    pcTable = nullptr;
 #endif
 }
 

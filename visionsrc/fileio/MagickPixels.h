@@ -3,6 +3,7 @@
 #ifndef MAGICKPIXELS_H
 #define MAGICKPIXELS_H
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 
@@ -10,26 +11,42 @@
 
 namespace tirn {
 
-// A quantum at the installed GraphicsMagick's depth as the reader stores
-// it: fetched as a float in 0..1, times 255, rounded with rintf. The table
-// form keeps that result exact without a float per sample.
-unsigned char quantumToByte(Magick::Quantum q);
+// What GraphicsMagick's float "RGB" export followed by the reader's
+// scaling (times 255, rintf) gives for a quantum; proven equal to the export
+// for every quantum value in the tests.
+inline unsigned char scaleQuantum(std::uint64_t q)
+{
+    const float f = static_cast<float>(double(q) / double(MaxRGB));
+    return static_cast<unsigned char>(std::rint(255.0f * f));
+}
 
-// The number of distinct colours of `frame`, counted like GraphicsMagick's
-// own totalColors(): red, green and blue at full quantum precision, opacity
-// not taken into account.
-std::size_t countColours(const Magick::Image& frame);
+// scaleQuantum() as the reader applies it to every sample: made once per
+// frame, looked up per quantum where the quanta are few enough for a table.
+class QuantumToByte
+{
+public:
+    QuantumToByte();
+    unsigned char operator()(Magick::Quantum q) const
+    {
+#if QuantumDepth <= 16
+        return pcTable[q];
+#else
+        return scaleQuantum(q);
+#endif
+    }
+
+private:
+    const unsigned char* pcTable;
+};
 
 // Row y of `frame` in GraphicsMagick's pixel cache, without a copy when the
 // cache is in memory. Throws a Magick::Exception when it cannot be fetched.
 const Magick::PixelPacket* pixelRow(const Magick::Image& frame, std::size_t y);
 
-// 8-bit components to the quantum GraphicsMagick stores for them when it
-// imports CharPixel data.
-inline Magick::Quantum byteToQuantum(unsigned char c)
-{
-    return static_cast<Magick::Quantum>(c * (MaxRGB / 255));
-}
+// The number of distinct colours of `frame`, counted like GraphicsMagick's
+// own totalColors(): red, green and blue at full quantum precision, opacity
+// not taken into account.
+std::size_t countColours(const Magick::Image& frame);
 
 } // namespace tirn
 
