@@ -47,6 +47,45 @@ void radixSort(std::vector<std::uint64_t>& keys, int nBits)
     }
 }
 
+// The 8-bit value of a quantum and whether the quantum is exactly that
+// value's quantum.
+inline unsigned byteOf(unsigned q) { return q / (MaxRGB / 255); }
+inline unsigned inexactBits(unsigned q)
+{
+#if QuantumDepth == 16
+    return (q ^ (q >> 8)) & 0xff; // 8-bit values are stored times 257
+#else
+    return q % (MaxRGB / 255);
+#endif
+}
+
+// Counts into a bitset of all 8-bit colours; false (count unfinished) as
+// soon as a row holds a quantum between two 8-bit values.
+bool countEightBitColours(const Magick::Image& frame, std::size_t nWidth,
+                          std::size_t nHeight, std::size_t& nColours)
+{
+    // Kept from call to call: a fresh 2 MB block costs more in page faults
+    // than a typical count takes.
+    thread_local std::vector<std::uint64_t> seen;
+    seen.assign(std::size_t(1) << 18, 0);
+    for (std::size_t y = 0; y < nHeight; ++y) {
+        const Magick::PixelPacket* p = pixelRow(frame, y);
+        unsigned uInexact = 0;
+        for (std::size_t x = 0; x < nWidth; ++x) {
+            const unsigned r = p[x].red, g = p[x].green, b = p[x].blue;
+            uInexact |= inexactBits(r) | inexactBits(g) | inexactBits(b);
+            const std::uint32_t k = byteOf(r) << 16 | byteOf(g) << 8 | byteOf(b);
+            seen[k >> 6] |= std::uint64_t(1) << (k & 63);
+        }
+        if (uInexact)
+            return false;
+    }
+    nColours = 0;
+    for (std::uint64_t word : seen)
+        nColours += std::size_t(__builtin_popcountll(word));
+    return true;
+}
+
 } // namespace
 
 const Magick::PixelPacket* pixelRow(const Magick::Image& frame, std::size_t y)
@@ -69,36 +108,16 @@ QuantumToByte::QuantumToByte()
 
 std::size_t countColours(const Magick::Image& frame)
 {
+    std::size_t nColours = 0;
     const std::size_t nWidth = frame.columns();
     const std::size_t nHeight = frame.rows();
     if (nWidth == 0 || nHeight == 0)
         return 0;
-    constexpr unsigned kStep = MaxRGB / 255;
-
-    // Pictures from 8-bit files hold only multiples of kStep: their colours
-    // fit a bitset of 2^24. Any other quantum sends the count to sorting.
-    {
-        std::vector<std::uint64_t> seen(std::size_t(1) << 18);
-        std::size_t nColours = 0;
-        bool bEightBit = true;
-        for (std::size_t y = 0; y < nHeight && bEightBit; ++y) {
-            const Magick::PixelPacket* p = pixelRow(frame, y);
-            for (std::size_t x = 0; x < nWidth; ++x) {
-                const unsigned r = p[x].red, g = p[x].green, b = p[x].blue;
-                if (r % kStep || g % kStep || b % kStep) {
-                    bEightBit = false;
-                    break;
-                }
-                const std::uint32_t k = (r / kStep) << 16 | (g / kStep) << 8 | (b / kStep);
-                const std::uint64_t bit = std::uint64_t(1) << (k & 63);
-                std::uint64_t& word = seen[k >> 6];
-                nColours += (word & bit) == 0;
-                word |= bit;
-            }
-        }
-        if (bEightBit)
-            return nColours;
-    }
+    // Pictures from 8-bit files hold only the quanta of 8-bit values: their
+    // colours fit a bitset of 2^24. Any other quantum sends the count to
+    // sorting.
+    if (countEightBitColours(frame, nWidth, nHeight, nColours))
+        return nColours;
 
 #if QuantumDepth > 16
     // Three 32-bit quanta do not fit one key.
@@ -121,7 +140,7 @@ std::size_t countColours(const Magick::Image& frame)
                       std::uint64_t(p[x].green) << QuantumDepth | std::uint64_t(p[x].blue);
     }
     radixSort(keys, 3 * QuantumDepth);
-    std::size_t nColours = 1;
+    nColours = 1;
     for (std::size_t i = 1; i < keys.size(); ++i)
         nColours += keys[i] != keys[i - 1];
     return nColours;
