@@ -84,13 +84,19 @@ template <class T> int CImageFileIO<T>::loadLAN(CImage<T>& image, const char* pc
         in.close();
         return 1;
     }
+    // Reading stops where the file ends: the rest is already zero.
     std::vector<unsigned char> row(static_cast<std::size_t>(iWidth));
     for (int y = 0; y < iHeight; ++y)
         for (int c = 0; c < nBands; ++c) {
             in.read(reinterpret_cast<char*>(row.data()), std::streamsize(row.size()));
-            const int nRead = int(in.gcount());
-            for (int x = 0; x < nRead; ++x)
-                image.setPixel(x, y, c, tirn::convertPixel<T>(row[std::size_t(x)]));
+            const std::size_t nRead = std::size_t(in.gcount());
+            T* pRow = image.getChannelDataPtr(c) + std::size_t(y) * row.size();
+            for (std::size_t x = 0; x < nRead; ++x)
+                pRow[x] = tirn::convertPixel<T>(row[x]);
+            if (nRead < row.size()) {
+                in.close();
+                return 1;
+            }
         }
     in.close();
     return 1;
