@@ -113,16 +113,18 @@ std::vector<unsigned char> interleavedRGB(const CImage<unsigned char>& image, bo
     return data;
 }
 
+// The whole file in one read into a buffer of its size: what reading the
+// uncompressed formats costs at the least.
 std::vector<unsigned char> fileBytes(const std::string& sPath)
 {
     std::vector<unsigned char> data;
     FILE* f = std::fopen(sPath.c_str(), "rb");
     if (!f)
         return data;
-    unsigned char ac[65536];
-    std::size_t n;
-    while ((n = std::fread(ac, 1, sizeof ac, f)) > 0)
-        data.insert(data.end(), ac, ac + n);
+    std::fseek(f, 0, SEEK_END);
+    data.resize(std::size_t(std::ftell(f)));
+    std::fseek(f, 0, SEEK_SET);
+    data.resize(std::fread(data.data(), 1, data.size(), f));
     std::fclose(f);
     return data;
 }

@@ -364,31 +364,33 @@ TEST(MtxFormat, FilesCutAnywhereLoadAsTheFormatPromises)
 {
     TempDir dir;
     const std::string sPath = dir.file("cut.mtx");
-    // Channels of more samples than the reader takes in one block.
-    constexpr int w = 301, h = 229;
-    Bytes samples;
-    for (int i = 0; i < w * h; ++i)
-        putNative(samples, static_cast<unsigned short>(i * 7919));
-    const Bytes whole = mtxBytes(1, w, h, 2, 16, samples, "first");
-    const std::size_t nChannel = 64 + samples.size();
-    const std::size_t nPlane = std::size_t(w) * h;
-    // In the header, in an info text, mid-sample across a block, the last
-    // byte of channel 0, in channel 1's info, mid-sample near its end, none.
-    for (std::size_t nCut : std::vector<std::size_t>{
-             16, 20 + 30, 20 + 64 + 1, 20 + 64 + 2 * 65536 + 3, 20 + nChannel - 1,
-             20 + nChannel + 10, 20 + nChannel + 64 + 2 * (nPlane - 5) + 1, whole.size()}) {
-        writeBytes(sPath, Bytes(whole.begin(), whole.begin() + long(nCut)));
-        CImage<unsigned short> loaded(1, 1, 1);
-        ASSERT_EQ(loadQuiet(loaded, sPath, FORMAT_MTX), 1);
-        const CImage<unsigned short> expected = referenceLoad<unsigned short, unsigned short>(sPath);
-        ASSERT_EQ(loaded.channels(), expected.channels()) << nCut;
-        ASSERT_EQ(loaded.height(), expected.height()) << nCut;
-        for (int c = 0; c < expected.channels(); ++c) {
-            EXPECT_STREQ(loaded.getChannelInfo(c), expected.getChannelInfo(c)) << nCut;
-            for (int y = 0; y < expected.height(); ++y)
-                for (int x = 0; x < w; ++x)
-                    ASSERT_EQ(loaded.getPixel(x, y, c), expected.getPixel(x, y, c))
-                        << "cut " << nCut << " at " << x << "," << y << "," << c;
+    // Channels of more samples than the reader takes in one block, in
+    // blocks of whole columns and (taller than a block) column pieces.
+    for (const auto& [w, h] : {std::pair<int, int>{301, 229}, std::pair<int, int>{2, 70001}}) {
+        Bytes samples;
+        for (int i = 0; i < w * h; ++i)
+            putNative(samples, static_cast<unsigned short>(i * 7919));
+        const Bytes whole = mtxBytes(1, w, h, 2, 16, samples, "first");
+        const std::size_t nChannel = 64 + samples.size();
+        const std::size_t nPlane = std::size_t(w) * h;
+        // In the header, in an info text, mid-sample across a block, the last
+        // byte of channel 0, in channel 1's info, mid-sample near its end, none.
+        for (std::size_t nCut : std::vector<std::size_t>{
+                 16, 20 + 30, 20 + 64 + 1, 20 + 64 + 2 * 65536 + 3, 20 + nChannel - 1,
+                 20 + nChannel + 10, 20 + nChannel + 64 + 2 * (nPlane - 5) + 1, whole.size()}) {
+            writeBytes(sPath, Bytes(whole.begin(), whole.begin() + long(nCut)));
+            CImage<unsigned short> loaded(1, 1, 1);
+            ASSERT_EQ(loadQuiet(loaded, sPath, FORMAT_MTX), 1);
+            const CImage<unsigned short> expected = referenceLoad<unsigned short, unsigned short>(sPath);
+            ASSERT_EQ(loaded.channels(), expected.channels()) << nCut;
+            ASSERT_EQ(loaded.height(), expected.height()) << nCut;
+            for (int c = 0; c < expected.channels(); ++c) {
+                EXPECT_STREQ(loaded.getChannelInfo(c), expected.getChannelInfo(c)) << nCut;
+                for (int y = 0; y < expected.height(); ++y)
+                    for (int x = 0; x < w; ++x)
+                        ASSERT_EQ(loaded.getPixel(x, y, c), expected.getPixel(x, y, c))
+                            << "cut " << nCut << " at " << x << "," << y << "," << c;
+            }
         }
     }
 }

@@ -23,8 +23,8 @@ constexpr int kInfoBytes = 64;
 // whatever size a header declares.
 constexpr std::size_t kBlockSamples = std::size_t(1) << 16;
 
-// Walks a channel in the file's order (x outer, y inner) over the image's
-// row-major storage.
+// Where the file's order (x outer, y inner) is in the image's row-major
+// storage.
 struct ColumnMajorCursor
 {
     std::size_t nWidth, nHeight, x = 0, y = 0;
@@ -38,6 +38,13 @@ struct ColumnMajorCursor
     }
 };
 
+// Blocks hold whole columns when a column fits, so that they are turned
+// into rows (and back) one row at a time rather than one sample per row.
+std::size_t columnsPerBlock(std::size_t nHeight)
+{
+    return nHeight <= kBlockSamples ? kBlockSamples / nHeight : 0;
+}
+
 // Reads the channel's samples in blocks. Where the file ends, the missing
 // samples read as what a failed read leaves in the sample: the bytes of a
 // half-read sample over the one before it, that value for the rest of the
@@ -50,21 +57,38 @@ void readColumnMajor(igzstream& in, CImage<T>& image, int iChannel)
         return; // an empty plane of a header's (unchecked) width
     ColumnMajorCursor at{std::size_t(image.width()), std::size_t(image.height())};
     const std::size_t nSamples = at.nWidth * at.nHeight;
+    const std::size_t nColumns = columnsPerBlock(at.nHeight);
+    const std::size_t nBlock = nColumns ? nColumns * at.nHeight : kBlockSamples;
     T* pChannel = image.getChannelDataPtr(iChannel);
-    std::vector<char> block(std::min(nSamples, kBlockSamples) * sizeof(S));
+    std::vector<S> block(std::min(nSamples, nBlock));
     S sample = S(0);
     for (std::size_t nDone = 0; nDone < nSamples;) {
-        const std::size_t nWanted = std::min(nSamples - nDone, kBlockSamples);
-        in.read(block.data(), std::streamsize(nWanted * sizeof(S)));
+        const std::size_t nWanted = std::min(nSamples - nDone, nBlock);
+        in.read(reinterpret_cast<char*>(block.data()), std::streamsize(nWanted * sizeof(S)));
         const std::size_t nBytes = std::size_t(in.gcount());
         const std::size_t nWhole = nBytes / sizeof(S);
-        for (std::size_t i = 0; i < nWhole; ++i, at.next()) {
-            std::memcpy(&sample, block.data() + i * sizeof(S), sizeof(S));
+        std::size_t i = 0;
+        if (nColumns && at.y == 0) {
+            // Whole columns, row by row.
+            const std::size_t nFull = nWhole / at.nHeight;
+            for (std::size_t y = 0; y < at.nHeight && nFull; ++y) {
+                T* pRow = pChannel + y * at.nWidth + at.x;
+                for (std::size_t k = 0; k < nFull; ++k)
+                    pRow[k] = tirn::convertPixel<T>(block[k * at.nHeight + y]);
+            }
+            i = nFull * at.nHeight;
+            at.x += nFull;
+            if (i > 0)
+                sample = block[i - 1];
+        }
+        for (; i < nWhole; ++i, at.next()) {
+            sample = block[i];
             pChannel[at.index()] = tirn::convertPixel<T>(sample);
         }
         nDone += nWhole;
         if (nWhole < nWanted) {
-            std::memcpy(&sample, block.data() + nWhole * sizeof(S), nBytes % sizeof(S));
+            std::memcpy(&sample, reinterpret_cast<const char*>(block.data()) + nBytes - nBytes % sizeof(S),
+                        nBytes % sizeof(S));
             // The rest of column at.x from row at.y on, and every later column.
             const T value = tirn::convertPixel<T>(sample);
             for (std::size_t y = 0; y < at.nHeight; ++y) {
@@ -85,12 +109,24 @@ bool writeColumnMajor(ogzstream& out, const CImage<T>& image, int iChannel)
         return true;
     ColumnMajorCursor at{std::size_t(image.width()), std::size_t(image.height())};
     const std::size_t nSamples = at.nWidth * at.nHeight;
+    const std::size_t nColumns = columnsPerBlock(at.nHeight);
+    const std::size_t nBlock = nColumns ? nColumns * at.nHeight : kBlockSamples;
     const T* pChannel = image.getChannelDataPtr(iChannel);
-    std::vector<T> block(std::min(nSamples, kBlockSamples));
+    std::vector<T> block(std::min(nSamples, nBlock));
     for (std::size_t nDone = 0; nDone < nSamples;) {
-        const std::size_t n = std::min(nSamples - nDone, kBlockSamples);
-        for (std::size_t i = 0; i < n; ++i, at.next())
-            block[i] = pChannel[at.index()];
+        const std::size_t n = std::min(nSamples - nDone, nBlock);
+        if (nColumns) {
+            const std::size_t nFull = n / at.nHeight; // blocks end at column ends
+            for (std::size_t y = 0; y < at.nHeight; ++y) {
+                const T* pRow = pChannel + y * at.nWidth + at.x;
+                for (std::size_t k = 0; k < nFull; ++k)
+                    block[k * at.nHeight + y] = pRow[k];
+            }
+            at.x += nFull;
+        } else {
+            for (std::size_t i = 0; i < n; ++i, at.next())
+                block[i] = pChannel[at.index()];
+        }
         if (!out.write(reinterpret_cast<const char*>(block.data()),
                        std::streamsize(n * sizeof(T))))
             return false; // a failed write stays failed; nothing more goes out
