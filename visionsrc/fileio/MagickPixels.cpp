@@ -11,17 +11,6 @@ namespace {
 
 static_assert(MaxRGB % 255 == 0, "8-bit components must map to whole quanta");
 
-#if QuantumDepth <= 16
-struct QuantumTable
-{
-    unsigned char ac[std::size_t(MaxRGB) + 1];
-    QuantumTable()
-    {
-        for (std::uint64_t q = 0; q <= MaxRGB; ++q)
-            ac[q] = scaleQuantum(q);
-    }
-};
-#endif
 
 // Sorts keys of `nBits` significant bits with 16-bit digits, least
 // significant first; a digit that is the same in every key is skipped.
@@ -94,16 +83,6 @@ const Magick::PixelPacket* pixelRow(const Magick::Image& frame, std::size_t y)
     if (!p)
         throw Magick::ErrorCache("the pixels of a row cannot be fetched");
     return p;
-}
-
-QuantumToByte::QuantumToByte()
-{
-#if QuantumDepth <= 16
-    static const QuantumTable table;
-    pcTable = table.ac;
-#else
-    pcTable = nullptr;
-#endif
 }
 
 std::size_t countColours(const Magick::Image& frame)

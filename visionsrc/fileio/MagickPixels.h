@@ -20,23 +20,20 @@ inline unsigned char scaleQuantum(std::uint64_t q)
     return static_cast<unsigned char>(std::rint(255.0f * f));
 }
 
-// scaleQuantum() as the reader applies it to every sample: made once per
-// frame, looked up per quantum where the quanta are few enough for a table.
+// scaleQuantum() as the reader applies it to every sample. Up to 16-bit
+// quanta it is plain integer rounding to the nearest of 255 steps (no
+// quantum falls on a tie); the tests check every quantum against the export.
 class QuantumToByte
 {
 public:
-    QuantumToByte();
     unsigned char operator()(Magick::Quantum q) const
     {
 #if QuantumDepth <= 16
-        return pcTable[q];
+        return static_cast<unsigned char>((unsigned(q) * 255u + MaxRGB / 2) / MaxRGB);
 #else
         return scaleQuantum(q);
 #endif
     }
-
-private:
-    const unsigned char* pcTable;
 };
 
 // Row y of `frame` in GraphicsMagick's pixel cache, without a copy when the
