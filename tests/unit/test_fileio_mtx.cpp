@@ -381,7 +381,8 @@ TEST(MtxFormat, FilesCutAnywhereLoadAsTheFormatPromises)
             writeBytes(sPath, Bytes(whole.begin(), whole.begin() + long(nCut)));
             CImage<unsigned short> loaded(1, 1, 1);
             ASSERT_EQ(loadQuiet(loaded, sPath, FORMAT_MTX), 1);
-            const CImage<unsigned short> expected = referenceLoad<unsigned short, unsigned short>(sPath);
+            const CImage<unsigned short> expected =
+                referenceLoad<unsigned short, unsigned short>(sPath);
             ASSERT_EQ(loaded.channels(), expected.channels()) << nCut;
             ASSERT_EQ(loaded.height(), expected.height()) << nCut;
             for (int c = 0; c < expected.channels(); ++c) {

@@ -2,19 +2,18 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <vector>
 
 namespace tirn {
 
 namespace {
 
-static_assert(MaxRGB % 255 == 0, "8-bit components must map to whole quanta");
-
+// 8-bit values are stored as whole multiples of MaxRGB / 255.
+static_assert(MaxRGB % 255 == 0, "8-bit values must map to whole quanta");
 
 // Sorts keys of `nBits` significant bits with 16-bit digits, least
 // significant first; a digit that is the same in every key is skipped.
-void radixSort(std::vector<std::uint64_t>& keys, int nBits)
+[[maybe_unused]] void radixSort(std::vector<std::uint64_t>& keys, int nBits)
 {
     std::vector<std::uint64_t> scratch(keys.size());
     std::vector<std::size_t> counts(65536);
@@ -38,14 +37,22 @@ void radixSort(std::vector<std::uint64_t>& keys, int nBits)
 
 // The 8-bit value of a quantum and whether the quantum is exactly that
 // value's quantum.
-inline unsigned byteOf(unsigned q) { return q / (MaxRGB / 255); }
-inline unsigned inexactBits(unsigned q)
-{
 #if QuantumDepth == 16
-    return (q ^ (q >> 8)) & 0xff; // 8-bit values are stored times 257
+// 8-bit values are stored times 257: both bytes the same.
+inline unsigned byteOf(unsigned q) { return q >> 8; }
+inline unsigned inexactBits(unsigned q) { return (q ^ (q >> 8)) & 0xff; }
 #else
-    return q % (MaxRGB / 255);
+inline unsigned byteOf(unsigned q) { return q / (MaxRGB / 255); }
+inline unsigned inexactBits(unsigned q) { return q % (MaxRGB / 255); }
 #endif
+
+// Set bits of a word, without relying on the build target's popcount.
+inline unsigned bitsSet(std::uint64_t x)
+{
+    x = x - ((x >> 1) & 0x5555555555555555ULL);
+    x = (x & 0x3333333333333333ULL) + ((x >> 2) & 0x3333333333333333ULL);
+    x = (x + (x >> 4)) & 0x0f0f0f0f0f0f0f0fULL;
+    return unsigned((x * 0x0101010101010101ULL) >> 56);
 }
 
 // Counts into a bitset of all 8-bit colours; false (count unfinished) as
@@ -71,7 +78,7 @@ bool countEightBitColours(const Magick::Image& frame, std::size_t nWidth,
     }
     nColours = 0;
     for (std::uint64_t word : seen)
-        nColours += std::size_t(__builtin_popcountll(word));
+        nColours += bitsSet(word);
     return true;
 }
 
