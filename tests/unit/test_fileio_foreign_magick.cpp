@@ -2,7 +2,9 @@
 // chosen by TImageType, round trips and the failures.
 #include <cmath>
 #include <csignal>
+#include <cstring>
 #include <list>
+#include <random>
 #include <set>
 #include <string>
 
@@ -11,6 +13,7 @@
 #include "FileTestUtils.h"
 #include "PixelTypes.h"
 #include "fileio/CImageFileIO.h"
+#include "fileio/MagickPixels.h"
 #include "fileio/MagickSession.h"
 
 using namespace testfiles;
@@ -195,6 +198,20 @@ TEST(MagickWriting, DeepValuesAreScaledFromMinimumAndMaximum)
     ASSERT_EQ(load(loaded, sPath).iResult, 1);
     EXPECT_EQ(loaded.getPixel(0, 0, 0), 100);
     EXPECT_EQ(loaded.getPixel(1, 0, 0), 255);
+
+    // Big enough for the writer's lookup table of all 16-bit values: every
+    // pixel still as the formula gives it, rows turned upside down twice.
+    CImage<unsigned short> big(131, 127, 1);
+    for (int y = 0; y < 127; ++y)
+        for (int x = 0; x < 131; ++x)
+            big.setPixel(x, y, 0, static_cast<unsigned short>(1000 + (x * 127 + y * 3) % 9001));
+    ASSERT_EQ(save(big, sPath, IMAGE_SINGLE).iResult, 1);
+    ASSERT_EQ(load(loaded, sPath).iResult, 1);
+    for (int y = 0; y < 127; ++y)
+        for (int x = 0; x < 131; ++x)
+            ASSERT_EQ(loaded.getPixel(x, y, 0),
+                      std::rint((big.getPixel(x, y, 0) - 1000) * 255.0 / 9000 / 255.0 * 255.0))
+                << x << " " << y;
 }
 
 // ------------------------------------------------------- layouts
@@ -424,4 +441,77 @@ TEST(MagickReading, FramesOfAnotherSizeAreLeftOut)
     EXPECT_EQ(image.getPixel(0, 0, 1), 70);
     EXPECT_EQ(image.getPixel(0, 1, 3), 9);
     EXPECT_EQ(image.getPixel(1, 0, 5), 230);
+}
+
+// ------------------------------------------------------- bulk pixel access
+
+namespace {
+
+// A picture of 16-bit components, `map` as GraphicsMagick's import names
+// them; `valueAt(i)` gives component i.
+template <class F> Magick::Image shortPicture(int w, int h, const char* pcMap, F valueAt)
+{
+    std::vector<unsigned short> data(std::size_t(w) * h * std::strlen(pcMap));
+    for (std::size_t i = 0; i < data.size(); ++i)
+        data[i] = static_cast<unsigned short>(valueAt(i));
+    return Magick::Image(unsigned(w), unsigned(h), pcMap, Magick::ShortPixel, data.data());
+}
+
+} // namespace
+
+TEST(MagickPixels, EveryQuantumScalesLikeTheFloatExportAndRintf)
+{
+    ASSERT_TRUE(tirn::ensureMagickInitialised());
+    constexpr unsigned nQuanta = unsigned(MaxRGB) + 1;
+    const Magick::Image ramp = shortPicture(int(nQuanta), 1, "I", [](std::size_t i) {
+        return i * (65535 / MaxRGB); // exact at every quantum depth up to 16
+    });
+    std::vector<float> afExported(std::size_t(nQuanta) * 3);
+    Magick::Image(ramp).write(0, 0, nQuanta, 1, "RGB", Magick::FloatPixel, afExported.data());
+    const Magick::PixelPacket* p = tirn::pixelRow(ramp, 0);
+    const tirn::QuantumToByte toByte;
+    for (unsigned q = 0; q < nQuanta; ++q) {
+        ASSERT_EQ(p[q].red, q);
+        ASSERT_EQ(float(toByte(Magick::Quantum(q))),
+                  std::rint(255.0f * afExported[3 * q]))
+            << q;
+    }
+}
+
+TEST(MagickPixels, ColourCountEqualsGraphicsMagicksOwn)
+{
+    ASSERT_TRUE(tirn::ensureMagickInitialised());
+    TempDir dir;
+    std::mt19937 rng(7);
+    auto noise = [&rng](unsigned nMask, unsigned nMul) {
+        return [&rng, nMask, nMul](std::size_t) { return (rng() & nMask) * nMul; };
+    };
+    std::vector<std::pair<const char*, Magick::Image>> pictures;
+    pictures.emplace_back("8-bit noise", shortPicture(257, 131, "RGB", noise(255, 257)));
+    pictures.emplace_back("8-bit noise, few values", shortPicture(31, 17, "RGB", noise(3, 257)));
+    pictures.emplace_back("16-bit noise", shortPicture(129, 65, "RGB", noise(65535, 1)));
+    pictures.emplace_back("16-bit, few values", shortPicture(64, 9, "RGB", noise(7, 1)));
+    pictures.emplace_back("1x1", shortPicture(1, 1, "RGB", [](std::size_t) { return 4242; }));
+    pictures.emplace_back("flat", shortPicture(33, 7, "RGB", [](std::size_t) { return 257; }));
+    // 8-bit quanta up to the last pixel, whose one odd quantum forces the
+    // count over from the bitset to sorting.
+    pictures.emplace_back("8-bit but the last", shortPicture(13, 5, "RGB", [](std::size_t i) {
+                              return i == 13 * 5 * 3 - 1 ? 1 : (i % 5) * 257;
+                          }));
+    pictures.emplace_back("grey 16-bit", shortPicture(40, 40, "I", noise(1023, 3)));
+    // Colours that differ in opacity alone count once.
+    pictures.emplace_back("8-bit with opacity", shortPicture(50, 21, "RGBA", noise(3, 257)));
+    pictures.emplace_back("16-bit with opacity", shortPicture(50, 21, "RGBA", noise(63, 1)));
+    pictures.emplace_back("CMYK", shortPicture(20, 20, "CMYK", noise(3, 257)));
+    // A palette picture as a PNG holds it: read back, indexed.
+    Magick::Image palette = shortPicture(45, 30, "RGB", noise(1, 65535));
+    palette.type(Magick::PaletteType);
+    palette.write(dir.file("palette.png"));
+    pictures.emplace_back("palette PNG", Magick::Image(dir.file("palette.png")));
+    Magick::Image jpeg = shortPicture(99, 37, "RGB", noise(255, 257));
+    jpeg.write(dir.file("noise.jpg"));
+    pictures.emplace_back("JPEG", Magick::Image(dir.file("noise.jpg")));
+
+    for (auto& [pcName, picture] : pictures)
+        EXPECT_EQ(tirn::countColours(picture), picture.totalColors()) << pcName;
 }

@@ -195,6 +195,18 @@ TEST(GiplFormat, ShortMissingAndHugeFiles)
     EXPECT_EQ(image.getPixel(0, 1, 1), 3);
     EXPECT_EQ(image.getPixel(1, 1, 1), 4);
 
+    // Every read swaps the whole slice buffer, also what it did not fill:
+    // after a short first slice the next ones alternate.
+    Bytes b16 = giplFile<unsigned short>(2, 1, 3, 16, {0x0102});
+    writeBytes(sPath, b16);
+    CImage<unsigned short> image16(1, 1, 1);
+    ASSERT_EQ(loadQuiet(image16, sPath, FORMAT_GIPL), 1);
+    const unsigned short aExpected[3] = {0x0102, 0x0201, 0x0102};
+    for (int c = 0; c < 3; ++c) {
+        EXPECT_EQ(image16.getPixel(0, 0, c), aExpected[c]) << c;
+        EXPECT_EQ(image16.getPixel(1, 0, c), 0) << c;
+    }
+
     // A missing file is reported, its empty header read, and the load fails.
     CImage<unsigned char> untouched = numbered<unsigned char>(2, 2, 1);
     EXPECT_EQ(loadQuiet(untouched, dir.file("missing.gipl"), FORMAT_GIPL, &sOut), 0);

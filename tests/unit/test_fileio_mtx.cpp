@@ -1,6 +1,7 @@
 // CImageFileIO: dispatch by format code and extension, and the MTX format.
 #include <algorithm>
 #include <cstring>
+#include <fstream>
 #include <random>
 #include <string>
 
@@ -334,4 +335,63 @@ TEST(FileDispatchDeathTest, PathsOfTwoHundredFiftySixBytesEndTheProcess)
     EXPECT_DEATH(
         CImageFileIO<unsigned char>().save(&image, sLong.c_str(), FORMAT_MTX, IMAGE_SINGLE),
         "Assertion");
+}
+
+// What the format promises for a file cut anywhere, written as the simplest
+// reader: one sample per read; a failed read leaves its bytes over the
+// sample before it, and each channel's samples start from zero.
+template <class S, class T> CImage<T> referenceLoad(const std::string& sPath)
+{
+    std::ifstream in(sPath, std::ios::binary);
+    std::int32_t aiHeader[5] = {};
+    in.read(reinterpret_cast<char*>(aiHeader), sizeof aiHeader);
+    CImage<T> image(aiHeader[1], aiHeader[2], aiHeader[3]);
+    char acInfo[65] = {};
+    for (int c = 0; c < aiHeader[3]; ++c) {
+        in.read(acInfo, 64);
+        image.setChannelInfo(acInfo, c);
+        S sample = S(0);
+        for (int x = 0; x < aiHeader[1]; ++x)
+            for (int y = 0; y < aiHeader[2]; ++y) {
+                in.read(reinterpret_cast<char*>(&sample), sizeof sample);
+                image.setPixel(x, y, c, tirn::convertPixel<T>(sample));
+            }
+    }
+    return image;
+}
+
+TEST(MtxFormat, FilesCutAnywhereLoadAsTheFormatPromises)
+{
+    TempDir dir;
+    const std::string sPath = dir.file("cut.mtx");
+    // Channels of more samples than the reader takes in one block, in
+    // blocks of whole columns and (taller than a block) column pieces.
+    for (const auto& [w, h] : {std::pair<int, int>{301, 229}, std::pair<int, int>{2, 70001}}) {
+        Bytes samples;
+        for (int i = 0; i < w * h; ++i)
+            putNative(samples, static_cast<unsigned short>(i * 7919));
+        const Bytes whole = mtxBytes(1, w, h, 2, 16, samples, "first");
+        const std::size_t nChannel = 64 + samples.size();
+        const std::size_t nPlane = std::size_t(w) * h;
+        // In the header, in an info text, mid-sample across a block, the last
+        // byte of channel 0, in channel 1's info, mid-sample near its end, none.
+        for (std::size_t nCut : std::vector<std::size_t>{
+                 16, 20 + 30, 20 + 64 + 1, 20 + 64 + 2 * 65536 + 3, 20 + nChannel - 1,
+                 20 + nChannel + 10, 20 + nChannel + 64 + 2 * (nPlane - 5) + 1, whole.size()}) {
+            writeBytes(sPath, Bytes(whole.begin(), whole.begin() + long(nCut)));
+            CImage<unsigned short> loaded(1, 1, 1);
+            ASSERT_EQ(loadQuiet(loaded, sPath, FORMAT_MTX), 1);
+            const CImage<unsigned short> expected =
+                referenceLoad<unsigned short, unsigned short>(sPath);
+            ASSERT_EQ(loaded.channels(), expected.channels()) << nCut;
+            ASSERT_EQ(loaded.height(), expected.height()) << nCut;
+            for (int c = 0; c < expected.channels(); ++c) {
+                EXPECT_STREQ(loaded.getChannelInfo(c), expected.getChannelInfo(c)) << nCut;
+                for (int y = 0; y < expected.height(); ++y)
+                    for (int x = 0; x < w; ++x)
+                        ASSERT_EQ(loaded.getPixel(x, y, c), expected.getPixel(x, y, c))
+                            << "cut " << nCut << " at " << x << "," << y << "," << c;
+            }
+        }
+    }
 }

@@ -116,6 +116,7 @@ int CCompressedIFStream::CRead(char* dst, int offset, int nbytes)
 {
     // Each read stands alone: an earlier read past the end must not
     // poison this one.
+    nLastRead = 0;
     clear();
     seekg(0);
     unsigned char magic[2] = {0, 0};
@@ -124,6 +125,7 @@ int CCompressedIFStream::CRead(char* dst, int offset, int nbytes)
         clear();
         seekg(offset);
         read(dst, nbytes);
+        nLastRead = int(gcount());
         return 1;
     }
 
@@ -147,6 +149,13 @@ int CCompressedIFStream::CRead(char* dst, int offset, int nbytes)
     clear_flg = 0;
 
     OutputWindow out{dst, offset, nbytes};
+    // Whichever way decoding ends, the count of stored bytes is kept.
+    struct StoredCount
+    {
+        int& nCount;
+        const OutputWindow& window;
+        ~StoredCount() { nCount = int(window.stored); }
+    } storedCount{nLastRead, out};
     int oldcode = getcode(1);
     if (oldcode == -1)
         return 0;

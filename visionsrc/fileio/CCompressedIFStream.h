@@ -23,6 +23,10 @@ public:
     // dst. 1 on success (also when the data ends early; the rest of dst is
     // then left as it was), 0 when a compressed file cannot be decoded.
     int CRead(char* dst, int offset, int nbytes);
+    // How many bytes the last CRead stored into its destination; fewer than
+    // it asked for means the data ended (or could not be decoded) there, so
+    // a read further on stores nothing.
+    int lastReadBytes() const { return nLastRead; }
 
     // Element counts first, byte offsets second; each returns the number of
     // bytes requested, whatever CRead reported.
@@ -52,6 +56,7 @@ public:
 private:
     int iReserved = 0; // read by no operation; kept with the swap flag
     int iSwap;
+    int nLastRead = 0;
 };
 
 #endif

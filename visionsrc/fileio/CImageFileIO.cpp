@@ -73,12 +73,10 @@ int CImageFileIO<T>::load(CImage<T>& image, char const* path, TDataFormat format
     }
     if (!iResult)
         return 0;
-    try {
-        image = temp.deepCopy();
-    } catch (const std::bad_alloc&) {
-        tirn::reportImageTooLarge(temp.width(), temp.height(), temp.channels());
-        return 0;
-    }
+    // The temporary is the only holder of its channels and ends here: handing
+    // them over leaves the caller with storage no other image shares, as a
+    // deep copy would, without copying every sample once more.
+    image = temp;
     return 1;
 }
 

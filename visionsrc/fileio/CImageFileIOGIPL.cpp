@@ -10,6 +10,7 @@
 #include <iostream>
 #include <vector>
 
+#include "fileio/ByteSwap.h"
 #include "fileio/CCompressedIFStream.h"
 #include "fileio/CCompressedOFStream.h"
 #include "fileio/ImageSizeLimit.h"
@@ -60,22 +61,44 @@ template <> int readSlice(CCompressedIFStream& in, float* p, int n, int offset)
     return in.CReadAsFloat(p, n, offset);
 }
 
+template <class S, class T> void convertSlice(const std::vector<S>& slice, T* pChannel)
+{
+    for (std::size_t i = 0; i < slice.size(); ++i)
+        pChannel[i] = tirn::convertPixel<T>(slice[i]);
+}
+
 // Samples a short file does not deliver stay as the slice buffer held them
-// (zero for the first slice, the previous slice's values after it).
+// (zero for the first slice, the previous slice's values after it), and
+// every read swaps the whole buffer, its stale part too. Once a slice comes
+// up short, the slices after it read nothing and only swap the buffer
+// again: they are the short slice and its swapped form in turn, copied
+// instead of read, so a short file costs what it holds.
 template <class S, class T> void readSlices(CCompressedIFStream& in, CImage<T>& image)
 {
     // Without slices a header may claim any plane size; w * h is only
     // known to fit for a volume that has samples.
-    if (image.channels() < 1)
+    if (image.channels() < 1 || image.width() < 1 || image.height() < 1)
         return;
-    const int w = image.width(), h = image.height();
-    const int nSlice = w * h;
-    std::vector<S> slice(nSlice);
+    const int nSlice = image.width() * image.height();
+    const int nSliceBytes = nSlice * int(sizeof(S));
+    std::vector<S> slice(std::size_t(nSlice), S(0));
     for (int c = 0; c < image.channels(); ++c) {
-        readSlice(in, slice.data(), nSlice, kHeaderBytes + c * nSlice * int(sizeof(S)));
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x)
-                image.setPixel(x, y, c, tirn::convertPixel<T>(slice[y * w + x]));
+        readSlice(in, slice.data(), nSlice, kHeaderBytes + c * nSliceBytes);
+        convertSlice(slice, image.getChannelDataPtr(c));
+        if (in.lastReadBytes() >= nSliceBytes)
+            continue;
+        const bool bAlternates = in.swapFlag() && sizeof(S) > 1;
+        for (int d = c + 1; d < image.channels(); ++d) {
+            if (bAlternates && d == c + 1) {
+                tirn::swapElements(reinterpret_cast<char*>(slice.data()),
+                                   reinterpret_cast<char*>(slice.data()), nSlice, int(sizeof(S)));
+                convertSlice(slice, image.getChannelDataPtr(d));
+            } else {
+                const T* pSame = image.getChannelDataPtr(bAlternates ? d - 2 : c);
+                std::copy(pSame, pSame + nSlice, image.getChannelDataPtr(d));
+            }
+        }
+        return;
     }
 }
 
@@ -244,15 +267,16 @@ template <class T> int CImageFileIO<T>::saveGIPL(const CImage<T>& image, const c
     if (iType)
         out.WriteAsUShort(static_cast<unsigned short>(iType), 8);
 
-    // Slice c starts at c * width * height; integer samples go out as
-    // they are, float ones unchanged.
-    const int w = std::max(image.width(), 0), h = std::max(image.height(), 0);
+    // Slice c starts at c * width * height and holds the channel in its
+    // own row order; samples go out as they are.
     std::vector<T> samples(std::size_t(image.pixels() > 0 ? image.pixels() : 0));
-    std::size_t i = 0;
-    for (int c = 0; c < image.channels() && !samples.empty(); ++c)
-        for (int yy = 0; yy < h; ++yy)
-            for (int xx = 0; xx < w; ++xx)
-                samples[i++] = image.getPixel(xx, yy, c);
+    // Negative sizes multiply to a positive count of samples no channel holds.
+    const std::size_t nSlice = image.width() > 0 && image.height() > 0
+                                   ? std::size_t(image.width()) * std::size_t(image.height())
+                                   : 0;
+    for (int c = 0; c < image.channels() && nSlice > 0; ++c)
+        std::copy(image.getChannelDataPtr(c), image.getChannelDataPtr(c) + nSlice,
+                  samples.begin() + long(c * nSlice));
     writeSamples(out, samples.data(), int(samples.size()));
     out.close();
     return 1;

@@ -2,6 +2,7 @@
 // samples interleaved by line (for each row, each band's row in turn).
 #include "fileio/CImageFileIO.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <fstream>
 #include <iostream>
@@ -84,14 +85,31 @@ template <class T> int CImageFileIO<T>::loadLAN(CImage<T>& image, const char* pc
         in.close();
         return 1;
     }
-    std::vector<unsigned char> row(static_cast<std::size_t>(iWidth));
-    for (int y = 0; y < iHeight; ++y)
-        for (int c = 0; c < nBands; ++c) {
-            in.read(reinterpret_cast<char*>(row.data()), std::streamsize(row.size()));
-            const int nRead = int(in.gcount());
-            for (int x = 0; x < nRead; ++x)
-                image.setPixel(x, y, c, tirn::convertPixel<T>(row[std::size_t(x)]));
-        }
+    // Many lines per read; reading stops where the file ends, and what it
+    // does not deliver keeps the resize's zeros.
+    const std::size_t nWidth = std::size_t(iWidth);
+    const std::size_t nLine = nWidth * nBands;
+    const std::size_t nLinesPerRead = std::max<std::size_t>(1, (std::size_t(1) << 20) / nLine);
+    std::vector<unsigned char> block(std::min(nLinesPerRead, std::size_t(iHeight)) * nLine);
+    for (std::size_t y = 0; y < std::size_t(iHeight);) {
+        const std::size_t nLines = std::min(nLinesPerRead, std::size_t(iHeight) - y);
+        in.read(reinterpret_cast<char*>(block.data()), std::streamsize(nLines * nLine));
+        std::size_t nLeft = std::size_t(in.gcount());
+        const unsigned char* p = block.data();
+        for (std::size_t nEnd = y + nLines; y < nEnd; ++y)
+            for (int c = 0; c < nBands; ++c) {
+                T* pRow = image.getChannelDataPtr(c) + y * nWidth;
+                const std::size_t n = std::min(nLeft, nWidth);
+                for (std::size_t x = 0; x < n; ++x)
+                    pRow[x] = tirn::convertPixel<T>(p[x]);
+                if (n < nWidth) {
+                    in.close();
+                    return 1;
+                }
+                p += n;
+                nLeft -= n;
+            }
+    }
     in.close();
     return 1;
 }

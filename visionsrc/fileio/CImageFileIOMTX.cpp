@@ -6,10 +6,12 @@
 // inner), unlike the row order of the image's memory.
 #include "fileio/CImageFileIO.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <iostream>
+#include <vector>
 
 #include "fileio/ImageSizeLimit.h"
 #include "fileio/gzstream.h"
@@ -17,31 +19,120 @@
 namespace {
 
 constexpr int kInfoBytes = 64;
+// Samples per read or write: large blocks for zlib, a bounded buffer
+// whatever size a header declares.
+constexpr std::size_t kBlockSamples = std::size_t(1) << 16;
 
-// Reads one sample of the file's type into `sample`. A failed read leaves
-// the bytes of the previous sample there: a truncated file still loads,
-// its missing samples repeating what the buffer last held.
+// Where the file's order (x outer, y inner) is in the image's row-major
+// storage.
+struct ColumnMajorCursor
+{
+    std::size_t nWidth, nHeight, x = 0, y = 0;
+    std::size_t index() const { return y * nWidth + x; }
+    void next()
+    {
+        if (++y == nHeight) {
+            y = 0;
+            ++x;
+        }
+    }
+};
+
+// Blocks hold whole columns when a column fits, so that they are turned
+// into rows (and back) one row at a time rather than one sample per row.
+std::size_t columnsPerBlock(std::size_t nHeight)
+{
+    return nHeight <= kBlockSamples ? kBlockSamples / nHeight : 0;
+}
+
+// Reads the channel's samples in blocks. Where the file ends, the missing
+// samples read as what a failed read leaves in the sample: the bytes of a
+// half-read sample over the one before it, that value for the rest of the
+// channel, zero for the channels after it. They are filled in one pass, so
+// a short file costs what it holds, not what its header declares.
 template <class S, class T>
 void readColumnMajor(igzstream& in, CImage<T>& image, int iChannel)
 {
     if (image.width() < 1 || image.height() < 1)
         return; // an empty plane of a header's (unchecked) width
+    ColumnMajorCursor at{std::size_t(image.width()), std::size_t(image.height())};
+    const std::size_t nSamples = at.nWidth * at.nHeight;
+    const std::size_t nColumns = columnsPerBlock(at.nHeight);
+    const std::size_t nBlock = nColumns ? nColumns * at.nHeight : kBlockSamples;
+    T* pChannel = image.getChannelDataPtr(iChannel);
+    std::vector<S> block(std::min(nSamples, nBlock));
     S sample = S(0);
-    for (int x = 0; x < image.width(); ++x)
-        for (int y = 0; y < image.height(); ++y) {
-            in.read(reinterpret_cast<char*>(&sample), sizeof sample);
-            image.setPixel(x, y, iChannel, tirn::convertPixel<T>(sample));
+    for (std::size_t nDone = 0; nDone < nSamples;) {
+        const std::size_t nWanted = std::min(nSamples - nDone, nBlock);
+        in.read(reinterpret_cast<char*>(block.data()), std::streamsize(nWanted * sizeof(S)));
+        const std::size_t nBytes = std::size_t(in.gcount());
+        const std::size_t nWhole = nBytes / sizeof(S);
+        std::size_t i = 0;
+        if (nColumns && at.y == 0) {
+            // Whole columns, row by row.
+            const std::size_t nFull = nWhole / at.nHeight;
+            for (std::size_t y = 0; y < at.nHeight && nFull; ++y) {
+                T* pRow = pChannel + y * at.nWidth + at.x;
+                for (std::size_t k = 0; k < nFull; ++k)
+                    pRow[k] = tirn::convertPixel<T>(block[k * at.nHeight + y]);
+            }
+            i = nFull * at.nHeight;
+            at.x += nFull;
+            if (i > 0)
+                sample = block[i - 1];
         }
+        for (; i < nWhole; ++i, at.next()) {
+            sample = block[i];
+            pChannel[at.index()] = tirn::convertPixel<T>(sample);
+        }
+        nDone += nWhole;
+        if (nWhole < nWanted) {
+            std::memcpy(&sample, reinterpret_cast<const char*>(block.data()) + nBytes - nBytes % sizeof(S),
+                        nBytes % sizeof(S));
+            // The rest of column at.x from row at.y on, and every later column.
+            const T value = tirn::convertPixel<T>(sample);
+            for (std::size_t y = 0; y < at.nHeight; ++y) {
+                const std::size_t nFrom = y >= at.y ? at.x : at.x + 1;
+                if (nFrom < at.nWidth)
+                    std::fill(pChannel + y * at.nWidth + nFrom, pChannel + (y + 1) * at.nWidth,
+                              value);
+            }
+            return;
+        }
+    }
 }
 
 template <class T>
-void writeColumnMajor(ogzstream& out, const CImage<T>& image, int iChannel)
+bool writeColumnMajor(ogzstream& out, const CImage<T>& image, int iChannel)
 {
-    for (int x = 0; x < image.width(); ++x)
-        for (int y = 0; y < image.height(); ++y) {
-            const T sample = image.getPixel(x, y, iChannel);
-            out.write(reinterpret_cast<const char*>(&sample), sizeof sample);
+    if (image.width() < 1 || image.height() < 1)
+        return true;
+    ColumnMajorCursor at{std::size_t(image.width()), std::size_t(image.height())};
+    const std::size_t nSamples = at.nWidth * at.nHeight;
+    const std::size_t nColumns = columnsPerBlock(at.nHeight);
+    const std::size_t nBlock = nColumns ? nColumns * at.nHeight : kBlockSamples;
+    const T* pChannel = image.getChannelDataPtr(iChannel);
+    std::vector<T> block(std::min(nSamples, nBlock));
+    for (std::size_t nDone = 0; nDone < nSamples;) {
+        const std::size_t n = std::min(nSamples - nDone, nBlock);
+        if (nColumns) {
+            const std::size_t nFull = n / at.nHeight; // blocks end at column ends
+            for (std::size_t y = 0; y < at.nHeight; ++y) {
+                const T* pRow = pChannel + y * at.nWidth + at.x;
+                for (std::size_t k = 0; k < nFull; ++k)
+                    block[k * at.nHeight + y] = pRow[k];
+            }
+            at.x += nFull;
+        } else {
+            for (std::size_t i = 0; i < n; ++i, at.next())
+                block[i] = pChannel[at.index()];
         }
+        if (!out.write(reinterpret_cast<const char*>(block.data()),
+                       std::streamsize(n * sizeof(T))))
+            return false; // a failed write stays failed; nothing more goes out
+        nDone += n;
+    }
+    return true;
 }
 
 } // namespace
@@ -127,7 +218,8 @@ template <class T> int CImageFileIO<T>::saveMTX(const CImage<T>& image, const ch
         std::memset(acInfo, 0, sizeof acInfo);
         std::snprintf(acInfo, sizeof acInfo, "%s", image.getChannelInfo(c));
         out.write(acInfo, sizeof acInfo);
-        writeColumnMajor(out, image, c);
+        if (!writeColumnMajor(out, image, c))
+            break;
     }
     if (iDepth == 32)
         out.flush();

@@ -12,6 +12,7 @@
 #include <Magick++.h>
 
 #include "fileio/ImageSizeLimit.h"
+#include "fileio/MagickPixels.h"
 #include "fileio/MagickSession.h"
 
 namespace {
@@ -44,7 +45,7 @@ void printListing(const char* pcPath, std::list<Magick::Image>& frames)
     std::cout << " Depth : " << first.depth() << std::endl;
     std::cout << " Images: " << frames.size() << std::endl;
     printTypeLine(int(first.type()));
-    std::cout << " Colors: " << first.totalColors() << std::endl;
+    std::cout << " Colors: " << tirn::countColours(first) << std::endl;
     std::cout << " Label : " << first.label() << std::endl;
 }
 
@@ -61,22 +62,33 @@ int channelsOfType(int iType)
 
 // Copies one frame into `target` (already of the frame's size, nChannels
 // channels from iFirstChannel on), rows turned upside down like the TIFF
-// reader turns them. Grey frames hold equal components, so their red
-// component is their grey value, exactly.
+// reader turns them. The quanta are read straight from GraphicsMagick's
+// pixel cache and scaled as its float "RGB" export followed by rintf would
+// scale them. Grey frames hold equal components, so their red component is
+// their grey value, exactly.
 template <class T>
 void convertFrame(Magick::Image& frame, int nChannels, CImage<T>& target, int iFirstChannel)
 {
     const int iWidth = int(frame.columns());
     const int iHeight = int(frame.rows());
-    std::vector<float> samples(std::size_t(iWidth) * std::size_t(iHeight) * nChannels);
-    frame.write(0, 0, unsigned(iWidth), unsigned(iHeight), nChannels == 3 ? "RGB" : "R",
-                Magick::FloatPixel, samples.data());
-    const float* p = samples.data();
-    for (int y = 0; y < iHeight; ++y)
-        for (int x = 0; x < iWidth; ++x)
-            for (int c = 0; c < nChannels; ++c)
-                target.setPixel(x, iHeight - 1 - y, iFirstChannel + c,
-                                tirn::toPixel<T>(std::rint(255.0f * *p++)));
+    const tirn::QuantumToByte toByte;
+    for (int y = 0; y < iHeight; ++y) {
+        const Magick::PixelPacket* p = tirn::pixelRow(frame, std::size_t(y));
+        const std::size_t nRow = std::size_t(iHeight - 1 - y) * std::size_t(iWidth);
+        T* pRed = target.getChannelDataPtr(iFirstChannel) + nRow;
+        if (nChannels == 1) {
+            for (int x = 0; x < iWidth; ++x)
+                pRed[x] = T(toByte(p[x].red));
+            continue;
+        }
+        T* pGreen = target.getChannelDataPtr(iFirstChannel + 1) + nRow;
+        T* pBlue = target.getChannelDataPtr(iFirstChannel + 2) + nRow;
+        for (int x = 0; x < iWidth; ++x) {
+            pRed[x] = T(toByte(p[x].red));
+            pGreen[x] = T(toByte(p[x].green));
+            pBlue[x] = T(toByte(p[x].blue));
+        }
+    }
 }
 
 // Adds one frame's channels to `image`: the first converted frame replaces

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <functional>
 #include <iostream>
+#include <limits>
 #include <list>
 #include <string>
 #include <vector>
@@ -50,23 +51,70 @@ private:
     double dRange;
 };
 
+// ValueScale::component() of every value of an integer image, looked up
+// instead of computed when the image has enough samples to pay for the
+// table; float images compute each one.
+template <class T> class ComponentsOf
+{
+public:
+    ComponentsOf(const ValueScale& scale, double dDivisor, std::size_t nSamples)
+        : scale(scale), dDivisor(dDivisor)
+    {
+        if constexpr (tirn::isIntegerPixel<T>()) {
+            constexpr std::size_t nValues = std::size_t(std::numeric_limits<T>::max()) + 1;
+            if (nSamples >= nValues / 4) {
+                table.resize(nValues);
+                for (std::size_t v = 0; v < nValues; ++v)
+                    table[v] = scale.component(double(v), dDivisor);
+            }
+        }
+    }
+    unsigned char operator()(T value) const
+    {
+        if constexpr (tirn::isIntegerPixel<T>()) {
+            if (!table.empty())
+                return table[value];
+        }
+        return scale.component(double(value), dDivisor);
+    }
+
+private:
+    const ValueScale& scale;
+    double dDivisor;
+    std::vector<unsigned char> table;
+};
+
 // One picture from up to three channels; a single channel is put into all
 // three components. Rows are turned upside down, mirroring the readers, so
-// that what is saved loads back as it was.
+// that what is saved loads back as it was. GraphicsMagick imports the
+// components in one call.
 template <class T>
 Magick::Image makePicture(const CImage<T>& image, const int* piChannels, int nChannels,
                           const ValueScale& scale, double dDivisor)
 {
     const int iWidth = image.width();
     const int iHeight = image.height();
-    std::vector<unsigned char> samples(std::size_t(iWidth) * std::size_t(iHeight) * 3);
+    const std::size_t nPixels = std::size_t(iWidth) * std::size_t(iHeight);
+    const ComponentsOf<T> componentOf(scale, dDivisor, nPixels * std::size_t(nChannels));
+    std::vector<unsigned char> samples(nPixels * 3);
     unsigned char* p = samples.data();
-    for (int y = 0; y < iHeight; ++y)
-        for (int x = 0; x < iWidth; ++x)
-            for (int k = 0; k < 3; ++k)
-                *p++ = scale.component(double(image.getPixel(x, iHeight - 1 - y,
-                                                        piChannels[nChannels == 3 ? k : 0])),
-                                  dDivisor);
+    for (int y = 0; y < iHeight; ++y) {
+        const std::size_t nRow = std::size_t(iHeight - 1 - y) * std::size_t(iWidth);
+        if (nChannels == 1) {
+            const T* pGrey = image.getChannelDataPtr(piChannels[0]) + nRow;
+            for (int x = 0; x < iWidth; ++x, p += 3)
+                p[0] = p[1] = p[2] = componentOf(pGrey[x]);
+            continue;
+        }
+        const T* pRed = image.getChannelDataPtr(piChannels[0]) + nRow;
+        const T* pGreen = image.getChannelDataPtr(piChannels[1]) + nRow;
+        const T* pBlue = image.getChannelDataPtr(piChannels[2]) + nRow;
+        for (int x = 0; x < iWidth; ++x, p += 3) {
+            p[0] = componentOf(pRed[x]);
+            p[1] = componentOf(pGreen[x]);
+            p[2] = componentOf(pBlue[x]);
+        }
+    }
     Magick::Image picture(unsigned(iWidth), unsigned(iHeight), "RGB", Magick::CharPixel,
                           samples.data());
     picture.depth(8);

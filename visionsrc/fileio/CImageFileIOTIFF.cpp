@@ -98,18 +98,45 @@ bool acceptLayout(const DirectoryLayout& layout, const DirectoryLayout& last, in
     return true;
 }
 
-// All strips of the current directory, one after the other, into a
-// width x length buffer. A strip that cannot be decoded fails the read.
-bool readStrips(TIFF* pTiff, std::vector<unsigned char>& buffer)
+// All strips of the current directory, one after the other, as if into one
+// width x length buffer (strip k where strip k - 1 ended) that is stored
+// upside down into `pChannel`: buffer row r is channel row length - 1 - r.
+// Kept so on purpose: the first stored row becomes the last image row, and
+// the writers mirror it. Bytes no strip delivers read as zeros. A strip
+// that cannot be decoded fails the read.
+template <class T>
+bool readStrips(TIFF* pTiff, std::vector<unsigned char>& strip, T* pChannel,
+                std::size_t nWidth, std::size_t nLength)
 {
+    const std::size_t nBytes = nWidth * nLength;
+    // Copies buffer bytes [nOffset, nOffset + n) to their channel places.
+    auto store = [&](std::size_t nOffset, const unsigned char* pFrom, std::size_t n) {
+        while (n > 0) {
+            const std::size_t nRow = nOffset / nWidth, nColumn = nOffset % nWidth;
+            const std::size_t nHere = std::min(n, nWidth - nColumn);
+            T* pTo = pChannel + (nLength - 1 - nRow) * nWidth + nColumn;
+            for (std::size_t i = 0; i < nHere; ++i)
+                pTo[i] = tirn::convertPixel<T>(pFrom[i]);
+            nOffset += nHere;
+            pFrom += nHere;
+            n -= nHere;
+        }
+    };
     const tstrip_t nStrips = TIFFNumberOfStrips(pTiff);
     std::size_t nOffset = 0;
-    for (tstrip_t k = 0; k < nStrips && nOffset < buffer.size(); ++k) {
-        const tmsize_t nRead = TIFFReadEncodedStrip(
-            pTiff, k, buffer.data() + nOffset, tmsize_t(buffer.size() - nOffset));
+    for (tstrip_t k = 0; k < nStrips && nOffset < nBytes; ++k) {
+        const std::size_t nRoom = std::min(strip.size(), nBytes - nOffset);
+        const tmsize_t nRead = TIFFReadEncodedStrip(pTiff, k, strip.data(), tmsize_t(nRoom));
         if (nRead < 0)
             return false;
+        store(nOffset, strip.data(), std::size_t(nRead));
         nOffset += std::size_t(nRead);
+    }
+    const std::vector<unsigned char> zeros(std::min(nBytes - nOffset, nWidth));
+    while (nOffset < nBytes) {
+        const std::size_t n = std::min(zeros.size(), nBytes - nOffset);
+        store(nOffset, zeros.data(), n);
+        nOffset += n;
     }
     return true;
 }
@@ -142,9 +169,7 @@ template <class T> int CImageFileIO<T>::loadTIFF(CImage<T>& image, const char* p
         !tirn::resizeFromHeader(image, int(last.iWidth), int(last.iLength), nDirectories))
         return 0;
 
-    const int iWidth = int(last.iWidth);
-    const int iLength = int(last.iLength);
-    std::vector<unsigned char> buffer(std::size_t(iWidth) * std::size_t(iLength));
+    const std::size_t nWidth = last.iWidth, nLength = last.iLength;
     for (int d = 0; d < nDirectories; ++d) {
         TIFFSetDirectory(tiff.get(), tdir_t(d));
         char acDescription[1024] = "No info";
@@ -153,18 +178,17 @@ template <class T> int CImageFileIO<T>::loadTIFF(CImage<T>& image, const char* p
             std::strncpy(acDescription, pcDescription, sizeof acDescription - 1);
         acDescription[CImageChannel<T>::kInfoLength] = '\0';
 
-        std::fill(buffer.begin(), buffer.end(), 0); // short pages read as zeros
-        if (!readStrips(tiff.get(), buffer)) {
+        // A strip never holds more than the page; a broken strip size does
+        // not make the buffer bigger than that.
+        const tmsize_t nStripSize = TIFFStripSize(tiff.get());
+        std::vector<unsigned char> strip(std::max<std::size_t>(
+            1, std::min<std::size_t>(nStripSize > 0 ? std::size_t(nStripSize) : nWidth,
+                                     nWidth * nLength)));
+        if (nWidth * nLength > 0 &&
+            !readStrips(tiff.get(), strip, image.getChannelDataPtr(d), nWidth, nLength)) {
             std::cout << "CImageFileIO: " << pcPath << ", page " << d
                       << ": the image data cannot be decoded" << std::endl;
             return 0;
-        }
-        // Kept so on purpose: the first stored row becomes the last image
-        // row, and the writers mirror it.
-        for (int y = 0; y < iLength; ++y) {
-            const unsigned char* pRow = buffer.data() + std::size_t(iLength - 1 - y) * iWidth;
-            for (int x = 0; x < iWidth; ++x)
-                image.setPixel(x, y, d, tirn::convertPixel<T>(pRow[x]));
         }
         image.setChannelInfo(acDescription, d);
     }

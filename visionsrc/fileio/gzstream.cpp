@@ -1,5 +1,7 @@
 #include "fileio/gzstream.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstring>
 
 gzstreambuf::gzstreambuf()
@@ -69,6 +71,53 @@ int gzstreambuf::underflow()
         return traits_type::eof();
     setg(buffer + (kPutBack - nPutBack), buffer + kPutBack, buffer + kPutBack + nRead);
     return traits_type::to_int_type(*gptr());
+}
+
+std::streamsize gzstreambuf::xsgetn(char* s, std::streamsize n)
+{
+    std::streamsize nDone = 0;
+    const std::streamsize nBuffered = std::min<std::streamsize>(n, egptr() - gptr());
+    if (nBuffered > 0) {
+        std::memcpy(s, gptr(), std::size_t(nBuffered));
+        gbump(int(nBuffered));
+        nDone = nBuffered;
+    }
+    if (n - nDone < kBufferSize - kPutBack)
+        return nDone + std::streambuf::xsgetn(s + nDone, n - nDone);
+    if (!(mode & std::ios::in) || !opened)
+        return nDone;
+    while (nDone < n) {
+        const unsigned nWanted = unsigned(std::min<std::streamsize>(n - nDone, INT_MAX));
+        const int nRead = gzread(file, s + nDone, nWanted);
+        if (nRead <= 0)
+            break;
+        nDone += nRead;
+    }
+    // The get area is used up; the bytes just read stay the put-back area,
+    // as after a buffer load.
+    const int nPutBack = int(std::min<std::streamsize>(nDone, kPutBack));
+    std::memcpy(buffer + (kPutBack - nPutBack), s + nDone - nPutBack, std::size_t(nPutBack));
+    setg(buffer + (kPutBack - nPutBack), buffer + kPutBack, buffer + kPutBack);
+    return nDone;
+}
+
+std::streamsize gzstreambuf::xsputn(const char* s, std::streamsize n)
+{
+    if (n < kBufferSize - 1)
+        return std::streambuf::xsputn(s, n);
+    if (!(mode & std::ios::out) || !opened || sync() != 0)
+        return 0;
+    std::streamsize nDone = 0;
+    while (nDone < n) {
+        const unsigned nWanted = unsigned(std::min<std::streamsize>(n - nDone, INT_MAX));
+        const int nWritten = gzwrite(file, s + nDone, nWanted);
+        if (nWritten <= 0)
+            break;
+        nDone += nWritten;
+        if (unsigned(nWritten) < nWanted)
+            break;
+    }
+    return nDone;
 }
 
 int gzstreambuf::flush_buffer()

@@ -25,6 +25,12 @@ public:
     int underflow() override;
     int sync() override;
 
+protected:
+    // Blocks of the small buffer's size or more go to zlib in one call
+    // instead of one buffer load at a time.
+    std::streamsize xsgetn(char* s, std::streamsize n) override;
+    std::streamsize xsputn(const char* s, std::streamsize n) override;
+
 private:
     static constexpr int kPutBack = 4;
     static constexpr int kBufferSize = 256 + 47;
