@@ -86,3 +86,12 @@ def test_a_network_keeps_its_pin_images_and_goes_before_the_plugin(tmp_path):
     with pytest.raises(ValueError, match="^the network is closed$"):
         conv.set_value(0, 1)
     assert _core.owned_count() == before
+
+
+def test_the_readme_units_example_runs_as_printed(tmp_path, capsys, monkeypatch):
+    readme = open(os.path.join(os.path.dirname(__file__), "..", "..", "README.md")).read()
+    block = readme.split("<!-- tested: example_units.py -->\n```python\n", 1)[1].split("```", 1)[0]
+    monkeypatch.chdir(tmp_path)
+    exec(compile(block, "example_units.py", "exec"), {})
+    assert capsys.readouterr().out.endswith("(120, 160) uint8\n")
+    assert (tmp_path / "conv.png").exists()
