@@ -407,6 +407,19 @@ void bindNetwork(py::module_& mod)
              [](NetBox& b, std::uintptr_t u, int iGroup, int i) {
                  return guarded([&] { return py::float_(b.unit(u)->groupValue(iGroup, i)); });
              })
+        // The output pin's image as it stands (the unit owns it), 0 if none.
+        .def("output_image",
+             [](NetBox& b, std::uintptr_t u, int iPin) {
+                 return guarded([&] {
+                     tirnhost::Unit* p = b.unit(u);
+                     if (iPin < 0 || iPin >= p->outputCount())
+                         throw py::index_error("the unit has no output " + std::to_string(iPin));
+                     if (p->outputSpec(iPin).kind != tirnhost::PinKind::Image)
+                         throw py::value_error("output " + std::to_string(iPin) +
+                                               " is no image pin");
+                     return py::int_(addr(p->outputImage(iPin)));
+                 });
+             })
         // (width, height, rgb, pixels row after row from the top) or None.
         .def("window",
              [](NetBox& b, std::uintptr_t u) -> py::object {

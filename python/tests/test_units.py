@@ -32,6 +32,10 @@ def test_convolution_into_display_gives_the_windows_of_the_cpp_network(tmp_path)
     assert window.shape == (20, 24) and window.dtype == np.uint8
     assert np.array_equal(window, np.fromfile(reference, np.uint8).reshape(20, 24))
     assert window.any()
+    # The unit's output is what the script filter gives for the same mask.
+    script = tv.CImage(32)
+    tv.CConvolutionFilter(32, None, 3, 1, 45.0, 1.0, 0).exec(tv.CImage.from_numpy(pattern()), script)
+    assert np.array_equal(conv.output_image(0).to_numpy(), script.to_numpy())
     show.save_png(tmp_path / "w.png")
     assert (tmp_path / "w.png").read_bytes()[:4] == b"\x89PNG"
 
@@ -72,9 +76,11 @@ def test_a_network_keeps_its_pin_images_and_goes_before_the_plugin(tmp_path):
     conv = net.create("ConvolutionFilter", {"Depth of Input-CImage": "32-bit"})
     image = tv.CImage.from_numpy(np.full((3, 4), 9, np.float32))
     conv.set_input(0, image)
+    conv.set_value(2, 1, group=1)  # zoom 1; type 0 is the Gauss
     image.close()  # the pin holds its own copy
     with tv.silenced():
         assert net.run([conv])
+    copy = conv.output_image(0)
     net.save(tmp_path / "net.txt")
     assert (tmp_path / "net.txt").read_text().startswith(
         "tirnhost network 1\nunit 0 tirnvision/ConvolutionFilter\n")
@@ -85,6 +91,9 @@ def test_a_network_keeps_its_pin_images_and_goes_before_the_plugin(tmp_path):
     conv.network.close()  # no second free
     with pytest.raises(ValueError, match="^the network is closed$"):
         conv.set_value(0, 1)
+    # A constant 9 through the Gauss mask, whose float weights sum to a bit over 1.
+    assert np.array_equal(copy.to_numpy(), np.full((3, 4), np.nextafter(np.float32(9), 10)))
+    copy.close()
     assert _core.owned_count() == before
 
 

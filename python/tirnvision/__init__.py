@@ -628,6 +628,28 @@ class Unit:
             raise ValueError("the image is closed")
         _net_call(self.network._box.set_input_image, self._handle, int(pin), image._handle)
 
+    def output_image(self, pin=0):
+        """A copy of the output pin's image (the unit keeps its own); None if it has none."""
+        raw = _net_call(self.network._box.output_image, self._handle, int(pin))
+        if not raw:
+            return None
+        proto = CImage._methods["deepCopy"][0]
+        result, printed, errors = _core.call("CImage", proto.index, raw, [])
+        _emit(printed)
+        if errors:
+            if result:
+                _core.release(result)
+            kind, message = errors[0]
+            raise ScriptError(kind.decode("utf-8", "replace"), message.decode("utf-8", "replace"))
+        return CImage._adopt(result)
+
+    def __eq__(self, other):
+        return isinstance(other, Unit) and (self.network, self._handle) == (
+            other.network, other._handle)
+
+    def __hash__(self):
+        return hash(self._handle)
+
     def control(self, code):
         """Sends a control code to the unit's control hook; its answer."""
         return _net_call(self.network._box.control, self._handle, int(code))
