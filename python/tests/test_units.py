@@ -92,7 +92,7 @@ def test_a_network_keeps_its_pin_images_and_goes_before_the_plugin(tmp_path):
     with pytest.raises(ValueError, match="^the network is closed$"):
         conv.set_value(0, 1)
     # A constant 9 through the Gauss mask, whose float weights sum to a bit over 1.
-    assert np.array_equal(copy.to_numpy(), np.full((3, 4), np.nextafter(np.float32(9), 10)))
+    assert np.array_equal(copy.to_numpy(), np.full((3, 4), np.nextafter(np.float32(9), np.float32(10))))
     copy.close()
     assert _core.owned_count() == before
 
