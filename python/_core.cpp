@@ -459,6 +459,15 @@ PYBIND11_MODULE(_core, mod)
         g_module.reset();
     });
     mod.def("folder", [] { return module().name(); });
+    mod.def("icons", [] {
+        py::list out;
+        const auto* pFolder = static_cast<const tirnhost::FolderRecord*>(
+            module().symbol("gsFolder_" + module().name()));
+        for (const tirnhost::IconEntry* p = pFolder ? pFolder->pIcons : nullptr;
+             p && p->pcFolder && p->pcIcon && (*p->pcFolder || *p->pcIcon); ++p)
+            out.append(std::string(p->pcIcon));
+        return out;
+    });
     bindNetwork(mod);
     mod.def("loaded", [] { return bool(g_module); });
     mod.def("classes", [] {
