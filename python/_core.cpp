@@ -9,12 +9,14 @@
 #include <cstdio>
 #include <iostream>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include "Network.h"
 #include "TirnHost.h"
 
 namespace py = pybind11;
@@ -203,13 +205,270 @@ void load(const std::string& sPath)
     g_module = std::make_unique<tirnhost::Module>(sPath);
 }
 
+
+// A network of units. The Module must outlive it, so unloading the plug-in
+// takes every live network down first; the Python object then only refuses.
+struct NetBox;
+std::set<NetBox*> g_nets;
+
+struct NetBox
+{
+    NetBox() : net(std::make_unique<tirnhost::Network>(module())) { g_nets.insert(this); }
+    ~NetBox()
+    {
+        g_nets.erase(this);
+        close();
+    }
+    void close()
+    {
+        if (!net)
+            return;
+        StdoutCapture capture; // a unit's removal may print; it must not reach the terminal
+        net.reset();
+        capture.finish();
+        if (g_module) {
+            g_module->takeErrors();
+            g_module->takeWarnings();
+        }
+    }
+    tirnhost::Network& get()
+    {
+        if (!net)
+            throw py::value_error("the network is closed");
+        return *net;
+    }
+    // Units are handed to Python as addresses and looked up on every use, so
+    // that one the network dropped (or a closed network) cannot be reached.
+    tirnhost::Unit* unit(std::uintptr_t h)
+    {
+        for (tirnhost::Unit* p : get().units())
+            if (reinterpret_cast<std::uintptr_t>(p) == h)
+                return p;
+        throw py::value_error("the unit is not in this network");
+    }
+    std::unique_ptr<tirnhost::Network> net;
+};
+
+// Runs a network operation the way call() runs a prototype: printing
+// collected, script errors and warnings handed back; emulator refusals
+// (HostError) become ValueError with the emulator's own text.
+template <class F>
+py::tuple guarded(F f)
+{
+    tirnhost::Module& m = module();
+    py::object result = py::none();
+    std::string printed;
+    try {
+        StdoutCapture capture;
+        result = f();
+        printed = capture.finish();
+    } catch (const tirnhost::HostError& e) {
+        m.takeErrors();
+        m.takeWarnings();
+        throw py::value_error(e.what());
+    } catch (...) {
+        m.takeErrors();
+        m.takeWarnings();
+        throw;
+    }
+    py::list errors, warnings;
+    for (const tirnhost::ScriptError& e : m.takeErrors())
+        errors.append(py::make_tuple(py::bytes(e.kind), py::bytes(e.message)));
+    for (const std::string& w : m.takeWarnings())
+        warnings.append(py::bytes(w));
+    return py::make_tuple(result, py::bytes(printed), errors, warnings);
+}
+
+// (label or number, value, is a text field) as Python lists them.
+std::vector<tirnhost::Answer> answersOf(const py::list& items)
+{
+    std::vector<tirnhost::Answer> out;
+    for (const py::handle& item : items) {
+        const auto t = item.cast<py::tuple>();
+        const std::string value = t[1].cast<std::string>();
+        if (py::isinstance<py::str>(t[0]))
+            out.emplace_back(t[0].cast<std::string>().c_str(), value);
+        else if (t[2].cast<bool>())
+            out.push_back(tirnhost::Answer::text(t[0].cast<int>(), value));
+        else
+            out.emplace_back(t[0].cast<int>(), value);
+    }
+    return out;
+}
+
+std::uintptr_t addr(const void* p) { return reinterpret_cast<std::uintptr_t>(p); }
+
+void bindNetwork(py::module_& mod)
+{
+    py::class_<NetBox>(mod, "Network")
+        .def(py::init<>())
+        .def("close", &NetBox::close)
+        .def("closed", [](NetBox& b) { return !b.net; })
+        .def("create",
+             [](NetBox& b, const std::string& sFolder, const std::string& sIcon,
+                const py::list& answers) {
+                 const auto a = answersOf(answers);
+                 return guarded([&] {
+                     return py::int_(addr(b.get().create(sFolder, sIcon, a)));
+                 });
+             })
+        .def("apply_second",
+             [](NetBox& b, std::uintptr_t u, const py::list& answers) {
+                 const auto a = answersOf(answers);
+                 return guarded([&] {
+                     return py::int_(b.get().applySecondDialog(b.unit(u), a));
+                 });
+             })
+        .def("units",
+             [](NetBox& b) {
+                 py::list out;
+                 for (tirnhost::Unit* p : b.get().units())
+                     out.append(addr(p));
+                 return out;
+             })
+        .def("info",
+             [](NetBox& b, std::uintptr_t u) {
+                 tirnhost::Unit* p = b.unit(u);
+                 py::dict d;
+                 d["icon"] = p->icon();
+                 d["folder"] = p->folder();
+                 d["label"] = p->labelText();
+                 d["inputs"] = p->inputCount();
+                 d["outputs"] = p->outputCount();
+                 return d;
+             })
+        .def("set_input_image",
+             [](NetBox& b, std::uintptr_t u, int iPin, std::uintptr_t image) {
+                 if (!module().owns(reinterpret_cast<void*>(image)))
+                     throw py::value_error("the image is not a live tirnvision image");
+                 return guarded([&] {
+                     b.get().setInputImage(b.unit(u), iPin, reinterpret_cast<void*>(image));
+                     return py::none();
+                 });
+             })
+        .def("connect",
+             [](NetBox& b, std::uintptr_t from, int iOut, std::uintptr_t to, int iIn) {
+                 return guarded([&] {
+                     b.get().connect(b.unit(from), iOut, b.unit(to), iIn);
+                     return py::none();
+                 });
+             })
+        .def("run",
+             [](NetBox& b, const std::vector<std::uintptr_t>& order) {
+                 std::vector<tirnhost::Unit*> units;
+                 for (std::uintptr_t u : order)
+                     units.push_back(b.unit(u));
+                 return guarded([&] { return py::bool_(b.get().run(units)); });
+             })
+        .def("control",
+             [](NetBox& b, std::uintptr_t u, int iCode) {
+                 return guarded([&] { return py::int_(b.get().control(b.unit(u), iCode)); });
+             })
+        .def("remove",
+             [](NetBox& b, std::uintptr_t u) {
+                 return guarded([&] {
+                     b.get().remove(b.unit(u));
+                     return py::none();
+                 });
+             })
+        .def("save",
+             [](NetBox& b, const std::string& s) {
+                 return guarded([&] {
+                     b.get().save(s);
+                     return py::none();
+                 });
+             })
+        .def("load",
+             [](NetBox& b, const std::string& s) {
+                 return guarded([&] {
+                     b.get().load(s);
+                     return py::none();
+                 });
+             })
+        .def("set_value",
+             [](NetBox& b, std::uintptr_t u, int iPin, float f) {
+                 return guarded([&] {
+                     b.unit(u)->setValue(iPin, f);
+                     return py::none();
+                 });
+             })
+        .def("value",
+             [](NetBox& b, std::uintptr_t u, int iPin) {
+                 return guarded([&] { return py::float_(b.unit(u)->value(iPin)); });
+             })
+        .def("set_group_value",
+             [](NetBox& b, std::uintptr_t u, int iGroup, int i, float f) {
+                 return guarded([&] {
+                     b.unit(u)->setGroupValue(iGroup, i, f);
+                     return py::none();
+                 });
+             })
+        .def("group_value",
+             [](NetBox& b, std::uintptr_t u, int iGroup, int i) {
+                 return guarded([&] { return py::float_(b.unit(u)->groupValue(iGroup, i)); });
+             })
+        // The output pin's image as it stands (the unit owns it), 0 if none.
+        .def("output_image",
+             [](NetBox& b, std::uintptr_t u, int iPin) {
+                 return guarded([&] {
+                     tirnhost::Unit* p = b.unit(u);
+                     if (iPin < 0 || iPin >= p->outputCount())
+                         throw py::index_error("the unit has no output " + std::to_string(iPin));
+                     if (p->outputSpec(iPin).kind != tirnhost::PinKind::Image)
+                         throw py::value_error("output " + std::to_string(iPin) +
+                                               " is no image pin");
+                     return py::int_(addr(p->outputImage(iPin)));
+                 });
+             })
+        // (width, height, rgb, pixels row after row from the top) or None.
+        .def("window",
+             [](NetBox& b, std::uintptr_t u) -> py::object {
+                 const tirnhost::Window* w = b.get().windowOf(b.unit(u));
+                 if (!w)
+                     return py::none();
+                 const int c = w->rgb() ? 3 : 1;
+                 std::string px(std::size_t(w->width()) * std::size_t(w->height()) * std::size_t(c),
+                                '\0');
+                 std::size_t k = 0;
+                 for (int y = 0; y < w->height(); ++y)
+                     for (int x = 0; x < w->width(); ++x)
+                         for (int i = 0; i < c; ++i)
+                             px[k++] = char(w->at(x, y, i));
+                 return py::make_tuple(w->width(), w->height(), w->rgb(), py::bytes(px));
+             })
+        .def("save_png", [](NetBox& b, std::uintptr_t u, const std::string& s) {
+            return guarded([&] {
+                tirnhost::Window* w = b.get().windowOf(b.unit(u));
+                if (!w)
+                    throw py::value_error("the unit has no window");
+                w->savePng(s);
+                return py::none();
+            });
+        });
+}
+
 } // namespace
 
 PYBIND11_MODULE(_core, mod)
 {
     mod.doc() = "Bridge between the tirnvision package and the host emulator";
     mod.def("load", &load);
-    mod.def("unload", [] { g_module.reset(); });
+    mod.def("unload", [] {
+        for (NetBox* p : std::vector<NetBox*>(g_nets.begin(), g_nets.end()))
+            p->close();
+        g_module.reset();
+    });
+    mod.def("folder", [] { return module().name(); });
+    mod.def("icons", [] {
+        py::list out;
+        const auto* pFolder = static_cast<const tirnhost::FolderRecord*>(
+            module().symbol("gsFolder_" + module().name()));
+        for (const tirnhost::IconEntry* p = pFolder ? pFolder->pIcons : nullptr;
+             p && p->pcFolder && p->pcIcon && (*p->pcFolder || *p->pcIcon); ++p)
+            out.append(std::string(p->pcIcon));
+        return out;
+    });
+    bindNetwork(mod);
     mod.def("loaded", [] { return bool(g_module); });
     mod.def("classes", [] {
         py::list out;

@@ -1,7 +1,8 @@
 // tirn-inspect: what the plug-in offers, read from its own tables through the
 // host emulator, with the purposes and parameter meanings of the docs file.
-//   tirn-inspect            every class with its purpose, and the functions
-//   tirn-inspect NAME       every prototype of a class or free function
+//   tirn-inspect            every class with its purpose, the functions and the unit icons
+//   tirn-inspect NAME       every prototype of a class or free function, or a
+//                           unit icon's dialogs field by field
 #include <unistd.h>
 
 #include <cstdio>
@@ -11,7 +12,10 @@
 #include <map>
 #include <sstream>
 #include <string>
+#include <vector>
 
+#include "Dialog.h"
+#include "HostRecords.h"
 #include "TirnHost.h"
 
 using tirnhost::ClassTable;
@@ -119,6 +123,86 @@ void printPrototype(const Prototype& p, const Docs& docs, const std::string& sCl
     }
 }
 
+
+// The icons of the plug-in's unit folder, as the host finds them.
+std::vector<const tirnhost::IconEntry*> icons(const tirnhost::Module& m)
+{
+    std::vector<const tirnhost::IconEntry*> out;
+    const auto* pFolder =
+        static_cast<const tirnhost::FolderRecord*>(m.symbol("gsFolder_" + m.name()));
+    for (const tirnhost::IconEntry* p = pFolder ? pFolder->pIcons : nullptr;
+         p && p->pcFolder && p->pcIcon && (*p->pcFolder || *p->pcIcon); ++p)
+        out.push_back(p);
+    return out;
+}
+
+std::string number(double v)
+{
+    std::ostringstream os;
+    os << v;
+    return os.str();
+}
+
+// A dialog's heading: its text up to the first field or line break, without
+// the dashes some dialogs start with.
+std::string heading(const char* pcDialog)
+{
+    std::string s = pcDialog ? pcDialog : "";
+    s = s.substr(0, s.find('%'));
+    const std::size_t b = s.find_first_not_of(" -");
+    const std::size_t e = s.find_last_not_of(' ');
+    return b == std::string::npos ? "" : s.substr(b, e - b + 1);
+}
+
+void printDialog(const char* pcTitle, const char* pcDescription)
+{
+    std::cout << "\n" << pcTitle << ":";
+    const std::string head = heading(pcDescription);
+    std::cout << (head.empty() ? "" : " " + head) << "\n";
+    try {
+        const tirnhost::Dialog d(pcDescription ? pcDescription : "");
+        if (d.numericFields().empty() && d.textFields().empty()) {
+            std::cout << "  no fields\n";
+            return;
+        }
+        static const std::map<char, const char*> kinds = {
+            {'i', "integer"}, {'f', "float"}, {'b', "choice"}, {'t', "text"}};
+        std::cout << "  field   kind     range        default  label\n";
+        for (const auto* pFields : {&d.numericFields(), &d.textFields()})
+            for (const tirnhost::DialogField& f : *pFields) {
+                const bool text = f.kind == 't';
+                std::cout << "  " << pad((text ? "text " : "") + std::to_string(f.number), 8)
+                          << pad(kinds.at(f.kind), 9)
+                          << pad(text ? "-"
+                                 : f.hasRange ? number(f.minimum) + ".." + number(f.maximum)
+                                              : "any",
+                                 13)
+                          << pad(text ? "\"" + f.text + "\"" : number(f.value), 9) << "\""
+                          << f.label << "\"";
+                for (std::size_t i = 0; i < f.choices.size(); ++i)
+                    std::cout << (i ? "|" : ": ") << f.choices[i];
+                std::cout << "\n";
+            }
+    } catch (const std::exception& e) {
+        std::cout << "  the host could not show it: " << e.what() << "\n";
+    }
+}
+
+bool inspectIcon(const tirnhost::Module& m, const std::string& sName)
+{
+    for (const tirnhost::IconEntry* p : icons(m)) {
+        if (sName != p->pcIcon || !p->pDef)
+            continue;
+        const tirnhost::IconDef& def = *p->pDef;
+        std::cout << "Unit " << p->pcFolder << "/" << p->pcIcon << "\n";
+        std::cout << "Label: " << (def.pcLabel && *def.pcLabel ? def.pcLabel : "-") << "\n";
+        printDialog("First dialog (creates the unit)", def.pcDialog);
+        printDialog("Second dialog (changes it)", def.pcDialog2);
+        return true;
+    }
+    return false;
+}
+
 void listAll(const tirnhost::Module& m, const Docs& docs, const std::string& sPath)
 {
     auto version = static_cast<const char* const*>(m.symbol("Tirn_V_of_tirnvision"));
@@ -129,8 +213,13 @@ void listAll(const tirnhost::Module& m, const Docs& docs, const std::string& sPa
     std::cout << "\nFunctions:\n";
     for (const Prototype& p : m.functions().prototypes)
         std::cout << "  " << pad(p.name, 22) << docs[p.exportName] << "\n";
+    const auto units = icons(m);
+    std::cout << "\nUnits (folder " << (units.empty() ? m.name() : units[0]->pcFolder) << "):\n";
+    for (const tirnhost::IconEntry* p : units)
+        std::cout << "  " << pad(p->pcIcon, 22) << (p->pDef ? heading(p->pDef->pcDialog) : "")
+                  << "\n";
     std::cout << "\n" << m.classes().size() << " classes, " << m.functions().prototypes.size()
-              << " functions\n";
+              << " functions, " << units.size() << " units\n";
 }
 
 int inspect(const tirnhost::Module& m, const Docs& docs, const std::string& sName)
@@ -153,14 +242,17 @@ int inspect(const tirnhost::Module& m, const Docs& docs, const std::string& sNam
             printPrototype(p, docs);
             found = true;
         }
-    if (found)
+    if (found || inspectIcon(m, sName))
         return 0;
-    std::cerr << "tirn-inspect: no class or function " << sName << "; classes:";
+    std::cerr << "tirn-inspect: no class, function or unit " << sName << "; classes:";
     for (const ClassTable& t : m.classes())
         std::cerr << " " << t.name;
     std::cerr << "; functions:";
     for (const Prototype& p : m.functions().prototypes)
         std::cerr << " " << p.name;
+    std::cerr << "; units:";
+    for (const tirnhost::IconEntry* p : icons(m))
+        std::cerr << " " << p->pcIcon;
     std::cerr << "\n";
     return 1;
 }
@@ -170,7 +262,7 @@ int inspect(const tirnhost::Module& m, const Docs& docs, const std::string& sNam
 int main(int argc, char** argv)
 {
     if (argc > 2 || (argc == 2 && argv[1][0] == '-')) {
-        std::cerr << "usage: tirn-inspect [CLASS|FUNCTION]\n"
+        std::cerr << "usage: tirn-inspect [CLASS|FUNCTION|UNIT]\n"
                      "  The plug-in is $TIRNVISION_MODULE, else the installed or built one.\n";
         return 2;
     }

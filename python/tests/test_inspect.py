@@ -49,7 +49,34 @@ def test_every_line_of_the_image_table_is_listed_in_order_with_its_export():
 def test_no_argument_lists_classes_and_functions_and_an_unknown_name_fails():
     out = inspect()
     assert "  CMeanFilter           Box mean of the selected channels\n" in out
-    assert out.endswith("\n20 classes, 4 functions\n")
+    assert "\nUnits (folder tirnvision):\n  CImageToPins          make channels" in out
+    assert out.endswith("\n20 classes, 4 functions, 6 units\n")
     run = subprocess.run([INSPECT, "CGauss"], capture_output=True, text=True)
     assert run.returncode == 1
-    assert run.stderr.startswith("tirn-inspect: no class or function CGauss; classes: CImage ")
+    assert run.stderr.startswith("tirn-inspect: no class, function or unit CGauss; classes: CImage ")
+    assert run.stderr.endswith("; units: CImageToPins PinsToCImage display_image HSI_RGB_Filter "
+                               "ConvolutionFilter CortLayerFilter\n")
+
+
+def test_a_unit_prints_its_dialogs_field_by_field():
+    assert inspect("display_image") == """\
+Unit tirnvision/display_image
+Label: display_image
+
+First dialog (creates the unit): Displays selected channels of an image object
+  field   kind     range        default  label
+  0       integer  any          10       "Position"
+  1       integer  any          10       "x"
+  2       integer  any          80       "Size"
+  3       integer  any          80       "x"
+  4       integer  1..3         3        "Depth"
+  5       choice   0..1         1        "Mode": gray|rgb
+  6       integer  any          1        "Zoom"
+  text 0  text     -            "Image"  "Title"
+
+Second dialog (changes it): use channel(s) for display:
+  field   kind     range        default  label
+  0       integer  any          0        "R"
+  1       integer  any          1        "G"
+  2       integer  any          2        "B"
+"""

@@ -23,13 +23,15 @@ import inspect
 import os
 import re
 import sys
+import warnings
 import weakref
 
 import numpy as np
 
 from . import _config, _core
 
-__all__ = ["ScriptError", "silenced", "quiet", "version", "classes", "functions"]
+__all__ = ["ScriptError", "UnitWarning", "Network", "Unit", "silenced", "quiet", "version",
+           "classes", "functions"]
 
 # When true, what the library prints is dropped instead of going to sys.stdout.
 quiet = False
@@ -559,6 +561,173 @@ class _ImageMixin:
         export = ("CImage8_" if data.dtype == np.uint8 else "CImage32_") + name
         proto = next(p for p in self._methods[name] if p.export == export)
         _invoke(proto, self, [data, *flags])
+
+
+# --- Units and networks ----------------------------------------------------------------
+
+class UnitWarning(UserWarning):
+    """A warning the plug-in gave the host (qor_warning), its text as given."""
+
+
+def _net_call(fn, *args):
+    result, printed, errors, warns = fn(*args)
+    _emit(printed)
+    for w in warns:
+        warnings.warn(w.decode("utf-8", "replace"), UnitWarning, stacklevel=3)
+    if errors:
+        kind, message = errors[0]
+        raise ScriptError(kind.decode("utf-8", "replace"), message.decode("utf-8", "replace"))
+    return result
+
+
+def _answers(answers, kwargs):
+    items = list((answers or {}).items()) + list(kwargs.items())
+    out = []
+    for key, value in items:
+        is_text = False
+        if isinstance(key, tuple):  # ("text", n): a text field by number
+            is_text, key = True, key[1]
+        out.append((key if isinstance(key, str) else int(key), str(value), is_text))
+    return out
+
+
+class Unit:
+    """A unit of a Network; pins are counted from 0 as the plug-in counts them."""
+
+    def __init__(self, network, handle):
+        self.network = network
+        self._handle = handle
+
+    def _info(self):
+        return self.network._box.info(self._handle)
+
+    icon = property(lambda self: self._info()["icon"])
+    label = property(lambda self: self._info()["label"])
+    inputs = property(lambda self: self._info()["inputs"])
+    outputs = property(lambda self: self._info()["outputs"])
+
+    def set_value(self, pin, value, group=None):
+        """A value pin: by its number, or with group= by its place in that group."""
+        box = self.network._box
+        if group is None:
+            _net_call(box.set_value, self._handle, int(pin), float(value))
+        else:
+            _net_call(box.set_group_value, self._handle, int(group), int(pin), float(value))
+
+    def value(self, pin, group=None):
+        box = self.network._box
+        if group is None:
+            return _net_call(box.value, self._handle, int(pin))
+        return _net_call(box.group_value, self._handle, int(group), int(pin))
+
+    def set_input(self, pin, image):
+        """Copies the image into the input pin's own image, as a connection would."""
+        if not isinstance(image, CImage):
+            image = CImage.from_numpy(np.asarray(image))
+        if image._handle is None:
+            raise ValueError("the image is closed")
+        _net_call(self.network._box.set_input_image, self._handle, int(pin), image._handle)
+
+    def output_image(self, pin=0):
+        """A copy of the output pin's image (the unit keeps its own); None if it has none."""
+        raw = _net_call(self.network._box.output_image, self._handle, int(pin))
+        if not raw:
+            return None
+        proto = CImage._methods["deepCopy"][0]
+        result, printed, errors = _core.call("CImage", proto.index, raw, [])
+        _emit(printed)
+        if errors:
+            if result:
+                _core.release(result)
+            kind, message = errors[0]
+            raise ScriptError(kind.decode("utf-8", "replace"), message.decode("utf-8", "replace"))
+        return CImage._adopt(result)
+
+    def __eq__(self, other):
+        return isinstance(other, Unit) and (self.network, self._handle) == (
+            other.network, other._handle)
+
+    def __hash__(self):
+        return hash(self._handle)
+
+    def control(self, code):
+        """Sends a control code to the unit's control hook; its answer."""
+        return _net_call(self.network._box.control, self._handle, int(code))
+
+    def apply(self, answers=None, **kwargs):
+        """Answers the icon's second dialog and applies it."""
+        return _net_call(self.network._box.apply_second, self._handle, _answers(answers, kwargs))
+
+    def window(self):
+        """The unit's window as H x W (grey) or H x W x 3 (rgb) uint8, top row first."""
+        got = self.network._box.window(self._handle)
+        if got is None:
+            raise ValueError(f"unit {self.icon} has no window")
+        w, h, rgb, pixels = got
+        a = np.frombuffer(pixels, dtype=np.uint8)
+        return a.reshape((h, w, 3) if rgb else (h, w)).copy()
+
+    def save_png(self, path):
+        _net_call(self.network._box.save_png, self._handle, os.fspath(path))
+
+    def remove(self):
+        _net_call(self.network._box.remove, self._handle)
+
+    def __repr__(self):
+        return f"<tirnvision.Unit {self.icon}>"
+
+
+class Network:
+    """A host network of the plug-in's units.
+
+    net = tirnvision.Network()
+    conv = net.create("ConvolutionFilter", {"Depth of Input-CImage": "32-bit"},
+                      Filtertype="1.G", Orientation=45)
+    show = net.create("display_image", Mode="gray")
+    net.connect(conv, 0, show, 0)
+    conv.set_input(0, image); net.run([conv, show]); show.window()
+
+    Dialog answers go by field label (keywords, or a dict for labels that are
+    no Python names) or by field number (dict keys); ("text", n) answers text
+    field n. Refused answers raise ValueError with the host's text, the
+    plug-in's warnings arrive as UnitWarning, script errors as ScriptError.
+    """
+
+    def __init__(self):
+        self._box = _core.Network()
+        self.folder = _core.folder()
+
+    def close(self):
+        self._box.close()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *exc):
+        self.close()
+
+    def create(self, icon, answers=None, **kwargs):
+        """A unit from the folder's icon, its first dialog answered; None if refused."""
+        h = _net_call(self._box.create, self.folder, icon, _answers(answers, kwargs))
+        return Unit(self, h) if h else None
+
+    @property
+    def units(self):
+        return [Unit(self, h) for h in self._box.units()]
+
+    def connect(self, source, output, target, input):
+        _net_call(self._box.connect, source._handle, int(output), target._handle, int(input))
+
+    def run(self, order=None):
+        """Runs the units in the order given (default: creation order); whether all ran."""
+        order = self.units if order is None else order
+        return _net_call(self._box.run, [u._handle for u in order])
+
+    def save(self, path):
+        _net_call(self._box.save, os.fspath(path))
+
+    def load(self, path):
+        _net_call(self._box.load, os.fspath(path))
 
 
 def _build():

@@ -1,4 +1,4 @@
-"""python3 -m tirnvision: the plug-in's version, classes and functions."""
+"""python3 -m tirnvision: the plug-in's version, classes, functions and units."""
 import tirnvision
 
 
@@ -11,6 +11,9 @@ def main():
     for name in tirnvision.functions:
         protos = getattr(tirnvision, name).__doc__.splitlines()[0]
         print(f"  {name:<22}{protos.split('    [')[0]}")
+    print(f"Units (folder {tirnvision._core.folder()}):")
+    for name in tirnvision._core.icons():
+        print(f"  {name}")
 
 
 if __name__ == "__main__":
