@@ -260,7 +260,9 @@ TEST(MtxFormat, ImpossibleSizesFailCleanly)
     std::string sOut;
     for (const Bytes& header :
           {mtxHeader(65536, 65536, 1), mtxHeader(2000000000, 1, 2),
-          mtxHeader(1, 1, 2000000000), mtxHeader(-70000, 70000, 1)}) {
+          mtxHeader(1, 1, 2000000000), mtxHeader(-70000, 70000, 1),
+          mtxHeader(1, 2147483647, 1), mtxHeader(1, 1, 20000000),
+          mtxHeader(2147483647, 2147483647, 2147483647)}) {
         writeBytes(sPath, header);
         EXPECT_EQ(loadQuiet(image, sPath, FORMAT_MTX, &sOut), 0);
         EXPECT_NE(sOut.find(" Image too large ("), std::string::npos) << sOut;

@@ -92,8 +92,8 @@ TIRN_EXPORT void* CImage_CImage([[maybe_unused]] int const* aiDims, void** apArg
             throw CException("CImageException", "unsupported depth for CImage\n");
 #pragma GCC diagnostic pop
         }
-    } catch (const CException& e) {
-        reportException(e);
+    } catch (const std::exception&) {
+        reportCurrentException();
         return nullptr;
     }
 }
