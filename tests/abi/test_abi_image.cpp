@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstring>
 #include <new>
+#include <vector>
 
 #include "AbiFixture.h"
 #include "unit/FileTestUtils.h"
@@ -77,6 +78,13 @@ TEST_F(AbiImage, SizesBeyondTheBudgetAreBadArguments)
               "Image too large (20000 x 20000 x 1): more than TIRNVISION_MAX_IMAGE_BYTES\n");
     for (const auto& e : got)
         EXPECT_EQ(e.kind, "badarg");
+
+    std::vector<float> bins(2);
+    call(p, "histogram", {I(0), F(0), F(1), I(1000000), Arg::floats(bins)});
+    EXPECT_EQ(errors(),
+              (Errors{{"badop", "wrong histogram dimension\n"},
+                      {"badarg", "histogram of 1000000 bins: more than "
+                                 "TIRNVISION_MAX_IMAGE_BYTES\n"}}));
 }
 
 TEST_F(AbiImage, LayoutOfTheForgedHandleMatches)
