@@ -16,9 +16,9 @@
 
 namespace tirnfuzz {
 
-// 64 MiB: scripts/fuzz.sh lets libFuzzer fail any single allocation above
+// 16 MiB: scripts/fuzz.sh lets libFuzzer fail any single allocation above
 // the budget plus a margin, so an allocation that escapes it is a finding.
-constexpr const char* kFuzzBudget = "67108864";
+constexpr const char* kFuzzBudget = "16777216";
 
 inline std::string& scratchDirectory()
 {

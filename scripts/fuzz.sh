@@ -23,9 +23,9 @@ crashes=$dir/fuzz/crashes
 mkdir -p "$found" "$crashes"
 export ASAN_OPTIONS="abort_on_error=0:halt_on_error=1:detect_leaks=1"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
-# The targets set a 64 MiB image budget: any single allocation beyond it
+# The targets set a 16 MiB image budget: any single allocation beyond it
 # plus a margin, or a process beyond 2 GiB, is a finding. 20 s for one
 # input is far more than a second per megabyte of any input allowed here.
-exec "$dir/fuzz/$target" -max_total_time="$seconds" -malloc_limit_mb=96 \
+exec "$dir/fuzz/$target" -max_total_time="$seconds" -malloc_limit_mb=40 \
     -rss_limit_mb=2048 -timeout=20 -print_final_stats=1 \
     -artifact_prefix="$crashes/$target-" "$@" "$found" "$dir/fuzz/corpus/$target"
