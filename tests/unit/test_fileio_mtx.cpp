@@ -153,8 +153,10 @@ TYPED_TEST(MtxTypedTest, RoundTripKeepsValuesAndInfoAndGivesAPrivateCopy)
     ASSERT_EQ(saveQuiet(image, sPath, FORMAT_MTX), 1);
 
     CImage<T> loaded(1, 1, 1);
+    loaded.setName("replaced");
     CImage<T> sharer = loaded; // shares the old channel
     ASSERT_EQ(loadQuiet(loaded, sPath, FORMAT_MTX), 1);
+    EXPECT_STREQ(loaded.getName(), "No name");
     ASSERT_EQ(loaded.width(), 5);
     ASSERT_EQ(loaded.height(), 3);
     ASSERT_EQ(loaded.channels(), 3);
