@@ -2,6 +2,9 @@
 
 #include <cctype>
 #include <cerrno>
+#include <cfloat>
+#include <climits>
+#include <cmath>
 #include <cstdlib>
 
 namespace tirnhost {
@@ -99,8 +102,15 @@ Parameter parseParameter(const std::string& text, const std::string& line)
     if (p.hasDefault) {
         if (isArray(p.type) && p.defaultValue != 0)
             fail(line, "an array's default can only be 0");
-        if (p.type == ValueType::Int && p.defaultValue != double(int(p.defaultValue)))
+        // Checked before any conversion: an int or float conversion of a
+        // value outside the target's range is undefined.
+        const double d = p.defaultValue;
+        if (p.type == ValueType::Int && !(d >= INT_MIN && d <= INT_MAX))
+            fail(line, "an int default must lie in the int range");
+        if (p.type == ValueType::Int && d != double(int(d)))
             fail(line, "an int default must be a whole number");
+        if (p.type == ValueType::Float && std::isfinite(d) && std::fabs(d) > FLT_MAX)
+            fail(line, "a float default must lie in the float range");
         if (p.type == ValueType::Image)
             fail(line, "an image cannot have a default");
     }

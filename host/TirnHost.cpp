@@ -266,8 +266,9 @@ Value Module::invoke(const Prototype& proto, void* pObject, const std::vector<Ar
     for (std::size_t i = 0; i < proto.params.size(); ++i) {
         const Parameter& param = proto.params[i];
         if (i >= args.size()) { // a default: a number, or the null array
-            frame.ints[i] = int(param.defaultValue);
-            frame.floats[i] = float(param.defaultValue);
+            // Only the parameter's own type: a float default need not fit an int.
+            frame.ints[i] = param.type == ValueType::Int ? int(param.defaultValue) : 0;
+            frame.floats[i] = param.type == ValueType::Float ? float(param.defaultValue) : 0.0f;
             if (param.type == ValueType::Int)
                 frame.pointers[i] = &frame.ints[i];
             else if (param.type == ValueType::Float)

@@ -13,6 +13,12 @@ if [ "${TIRN_WITH_OPENCV:-0}" = 1 ]; then
     PACKAGES="$PACKAGES libopencv-dev"
 fi
 
+# clang's libFuzzer for the fuzz targets (scripts/fuzz.sh, CI's fuzz step);
+# the normal builds use GCC and do not need it.
+if [ "${TIRN_WITH_FUZZ:-0}" = 1 ]; then
+    PACKAGES="$PACKAGES clang-14 libclang-rt-14-dev"
+fi
+
 missing=""
 for p in $PACKAGES; do
     if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed"; then

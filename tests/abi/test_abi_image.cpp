@@ -3,8 +3,10 @@
 #include <cstddef>
 #include <cstring>
 #include <new>
+#include <vector>
 
 #include "AbiFixture.h"
+#include "unit/FileTestUtils.h"
 
 namespace abitest {
 namespace {
@@ -51,13 +53,38 @@ TEST_F(AbiImage, UnsupportedDepthIsRefusedWithTheBareFormat)
     }
 }
 
-// Only CException is translated; running out of memory reaches the host.
-TEST_F(AbiImage, OtherExceptionsPassThroughToTheHost)
+// No C++ exception reaches the host: sizes beyond the memory budget are
+// refused as bad arguments before anything is allocated.
+TEST_F(AbiImage, SizesBeyondTheBudgetAreBadArguments)
 {
-    EXPECT_THROW(image(8, 1 << 20, 1 << 20, 1), std::bad_alloc);
-    EXPECT_THROW(image(32, 4, 4, -1), std::bad_alloc);
+    EXPECT_EQ(image(8, 1 << 20, 1 << 20, 1), nullptr);
+    EXPECT_EQ(image(32, 4, 4, -1), nullptr);
     EXPECT_EQ(m->ownedCount(), 0u);
-    EXPECT_TRUE(errors().empty());
+    EXPECT_EQ(errors(),
+              (Errors{{"badarg",
+                       "Image too large (1048576 x 1048576 x 1): more than "
+                       "TIRNVISION_MAX_IMAGE_BYTES\n"},
+                      {"badarg", "negative channel count -1\n"}}));
+
+    testfiles::ScopedImageBudget budget(1000000);
+    void* p = image(32, 4, 4, 1);
+    EXPECT_EQ(call(p, "scale", {F(5000), I(0)}).handle, nullptr);
+    EXPECT_EQ(call(p, "getRegion", {I(0), I(0), I(1000), I(1000)}).handle, nullptr);
+    call(p, "resize", {I(1000), I(1000), I(1)});
+    EXPECT_EQ(callInt(p, "width"), 4);
+    const Errors got = errors();
+    ASSERT_EQ(got.size(), 3u);
+    EXPECT_EQ(got[0].message,
+              "Image too large (20000 x 20000 x 1): more than TIRNVISION_MAX_IMAGE_BYTES\n");
+    for (const auto& e : got)
+        EXPECT_EQ(e.kind, "badarg");
+
+    std::vector<float> bins(2);
+    call(p, "histogram", {I(0), F(0), F(1), I(1000000), Arg::floats(bins)});
+    EXPECT_EQ(errors(),
+              (Errors{{"badop", "wrong histogram dimension\n"},
+                      {"badarg", "histogram of 1000000 bins: more than "
+                                 "TIRNVISION_MAX_IMAGE_BYTES\n"}}));
 }
 
 TEST_F(AbiImage, LayoutOfTheForgedHandleMatches)

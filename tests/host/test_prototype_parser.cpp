@@ -1,5 +1,7 @@
 // The host emulator's reading of class tables: markers, result and parameter
 // types, names, defaults, derived export names, and lines it must refuse.
+#include <cmath>
+
 #include <gtest/gtest.h>
 
 #include "Prototype.h"
@@ -100,6 +102,10 @@ TEST(PrototypeParser, BadLinesAreRefusedWithTheLine)
         "void f(double)",              // unknown parameter type
         "void f(int=abc)",             // bad default
         "void f(int=1.5)",             // int default not whole
+        "void f(int a=1e300)",         // outside the int range (was undefined)
+        "void f(int=2147483648)",      // just outside
+        "void f(int=nan)",             // no number at all
+        "void f(float=1e300)",         // outside the float range
         "void f(float*=3)",            // array default other than 0
         "void f(int=1, int)",          // required after default
         "void f(int 2x)",              // bad name
@@ -117,6 +123,14 @@ TEST(PrototypeParser, BadLinesAreRefusedWithTheLine)
                 << e.what();
         }
     }
+}
+
+TEST(PrototypeParser, DefaultsAtTheEdgesOfTheirRange)
+{
+    const Prototype p = parsePrototype("void f(int=-2147483648, float=3e38, float=-inf)", "X_");
+    EXPECT_EQ(p.params[0].defaultValue, -2147483648.0);
+    EXPECT_EQ(p.params[1].defaultValue, 3e38);
+    EXPECT_EQ(p.params[2].defaultValue, -HUGE_VAL);
 }
 
 TEST(ClassTableParser, MarkersSwitchThePrefix)

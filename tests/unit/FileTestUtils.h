@@ -137,6 +137,19 @@ template <class V> V getLE(const Bytes& b, std::size_t offset)
     return v;
 }
 
+// TIRNVISION_MAX_IMAGE_BYTES for the lifetime of the scope.
+class ScopedImageBudget
+{
+public:
+    explicit ScopedImageBudget(unsigned long long nBytes)
+    {
+        setenv("TIRNVISION_MAX_IMAGE_BYTES", std::to_string(nBytes).c_str(), 1);
+    }
+    ~ScopedImageBudget() { unsetenv("TIRNVISION_MAX_IMAGE_BYTES"); }
+    ScopedImageBudget(const ScopedImageBudget&) = delete;
+    ScopedImageBudget& operator=(const ScopedImageBudget&) = delete;
+};
+
 // load and save with their standard output captured, and handed back on
 // request.
 template <class T> int loadQuiet(CImage<T>& image, const std::string& sPath, TDataFormat f,

@@ -354,6 +354,25 @@ TEST(MagickFailures, UnreadableAndCorruptFiles)
     EXPECT_EQ(image.getPixel(1, 1, 0), 9);
 }
 
+// Fuzz finding: libpng allocated the 128 MB that a chunk of a 97-byte file
+// declared, outside GraphicsMagick's limits.
+TEST(MagickFailures, PngChunkLengthsAreHeldToTheBudget)
+{
+    TempDir dir;
+    const std::string sPath = dir.file("chunk.png");
+    writeBytes(sPath, {0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n', 0, 0, 0, 13, 'I', 'H', 'D',
+                       'R', 0, 0, 0, 3, 0, 0, 0, 2, 8, 0, 0, 0, 0, 0xb8, 0x1f, 0x39, 0xc6,
+                       0x08, 0x00, 0x00, 0x0c, 't', 'E', 'X', 't', 'C', 'o'});
+    ScopedImageBudget budget(64 << 20);
+    CImage<unsigned char> image(2, 2, 1);
+    const Captured read = load(image, sPath);
+    EXPECT_EQ(read.iResult, 0);
+    EXPECT_EQ(read.sOut, "Format: png\nCan't open image " + sPath +
+                             "\nPNG chunk of 134217740 bytes: more than "
+                             "TIRNVISION_MAX_IMAGE_BYTES\n");
+    EXPECT_EQ(image.width(), 2);
+}
+
 TEST(MagickFailures, UnknownCodersAndUnwritablePaths)
 {
     TempDir dir;

@@ -416,6 +416,12 @@ TEST(LanFormat, MissingShortAndHugeFiles)
     writeBytes(sPath, lanFile(0, 60000, 100000, 100000, {}));
     EXPECT_EQ(loadQuiet(image, sPath, FORMAT_LAN, &sOut), 0);
     EXPECT_NE(sOut.find(" Image too large (100000 x 100000 x 60000)"), std::string::npos);
+    writeBytes(sPath, lanFile(0, 1, 1, 300000000, {})); // 2.4 GB of row pointers
+    EXPECT_EQ(loadQuiet(image, sPath, FORMAT_LAN, &sOut), 0);
+    EXPECT_NE(sOut.find(" Image too large (1 x 300000000 x 1)"), std::string::npos);
+    writeBytes(sPath, lanFile(0, 65535, 2147483647, 2147483647, {})); // 78 bits of samples
+    EXPECT_EQ(loadQuiet(image, sPath, FORMAT_LAN, &sOut), 0);
+    EXPECT_NE(sOut.find(" Image too large (2147483647 x 2147483647 x 65535)"), std::string::npos);
 
     // No bands: any width is harmless.
     writeBytes(sPath, lanFile(0, 0, 2000000000, 1, {1, 2, 3}));

@@ -154,8 +154,10 @@ TYPED_TEST(MtxTypedTest, RoundTripKeepsValuesAndInfoAndGivesAPrivateCopy)
     ASSERT_EQ(saveQuiet(image, sPath, FORMAT_MTX), 1);
 
     CImage<T> loaded(1, 1, 1);
+    loaded.setName("replaced");
     CImage<T> sharer = loaded; // shares the old channel
     ASSERT_EQ(loadQuiet(loaded, sPath, FORMAT_MTX), 1);
+    EXPECT_STREQ(loaded.getName(), "No name");
     ASSERT_EQ(loaded.width(), 5);
     ASSERT_EQ(loaded.height(), 3);
     ASSERT_EQ(loaded.channels(), 3);
@@ -261,7 +263,9 @@ TEST(MtxFormat, ImpossibleSizesFailCleanly)
     std::string sOut;
     for (const Bytes& header :
           {mtxHeader(65536, 65536, 1), mtxHeader(2000000000, 1, 2),
-          mtxHeader(1, 1, 2000000000), mtxHeader(-70000, 70000, 1)}) {
+          mtxHeader(1, 1, 2000000000), mtxHeader(-70000, 70000, 1),
+          mtxHeader(1, 2147483647, 1), mtxHeader(1, 1, 20000000),
+          mtxHeader(2147483647, 2147483647, 2147483647)}) {
         writeBytes(sPath, header);
         EXPECT_EQ(loadQuiet(image, sPath, FORMAT_MTX, &sOut), 0);
         EXPECT_NE(sOut.find(" Image too large ("), std::string::npos) << sOut;

@@ -1,11 +1,14 @@
 // CImage: sharing, channel list, bulk data, description, depth conversion.
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <string>
 #include <vector>
 
+#include "FileTestUtils.h"
 #include "PixelTypes.h"
+#include "image/ImageBudget.h"
 #include "image/CImage.h"
 
 namespace {
@@ -41,6 +44,27 @@ TYPED_TEST(ImageTest, ConstructionDefaults)
     EXPECT_THROW(CImage<TypeParam>(70000, 70000, 1), std::bad_alloc);
     EXPECT_THROW(CImage<TypeParam>(50000, 50000, 1), std::bad_alloc);
     EXPECT_THROW(CImage<TypeParam>(2, 2, -1), std::bad_alloc);
+}
+
+// Sizes whose sample count needs up to 93 bits, and the row tables and
+// channel objects that the pixel count alone does not show.
+TEST(ImageBudget, EveryPartOfAnImageCountsAndNothingOverflows)
+{
+    const int M = std::numeric_limits<int>::max();
+    EXPECT_THROW(CImage<float>(M, M, M), tirn::ImageTooLarge);
+    EXPECT_THROW(CImage<float>(-M, M, M), tirn::ImageTooLarge);
+    EXPECT_THROW(CImage<unsigned char>(1, M, 1), tirn::ImageTooLarge); // 16 GiB of rows
+    EXPECT_THROW(CImage<unsigned char>(0, 0, 20000000), tirn::ImageTooLarge);
+
+    testfiles::ScopedImageBudget budget(1000000);
+    EXPECT_NO_THROW(CImage<unsigned char>(1000, 990, 1));
+    EXPECT_THROW(CImage<unsigned char>(1000, 1000, 1), tirn::ImageTooLarge);
+    EXPECT_THROW(CImage<unsigned char>(1, 120000, 1), tirn::ImageTooLarge); // rows, not pixels
+    CImage<unsigned char> small(4, 4, 1);
+    EXPECT_THROW(small.scale(5000.0f, SCALE_NEAREST), tirn::ImageTooLarge);
+    EXPECT_THROW(small.getRegion(0, 0, 2000, 2000), tirn::ImageTooLarge);
+    EXPECT_THROW(small.resize(2000, 2000, 1), tirn::ImageTooLarge);
+    EXPECT_EQ(small.width(), 4); // refused before anything changed
 }
 
 TYPED_TEST(ImageTest, AssignmentSharesAndDetachSeparates)

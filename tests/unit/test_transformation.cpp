@@ -124,6 +124,26 @@ TEST(TransformationSelection, StringsAndMessages)
     }
 }
 
+// A source that dropped to no channels after setInput: the count of the
+// old selection must not survive a selection string.
+TEST(TransformationSelection, SourceWithoutChannelsLeavesNothingSelected)
+{
+    CImage<float> source(2, 2, 2);
+    Probe<float> t;
+    t.setInput(&source);
+    source.resize(2, 2, 0);
+    testing::internal::CaptureStdout();
+    EXPECT_EQ(t.selectChannel(""), 1);
+    EXPECT_EQ(t.selected(), 0);
+    t.setInput(&source);
+    source.resize(2, 2, 3);
+    t.selectChannel(1, false);
+    source.resize(2, 2, 0);
+    EXPECT_EQ(t.selectChannel("X"), 0);
+    EXPECT_EQ(t.selected(), 0);
+    testing::internal::GetCapturedStdout();
+}
+
 TEST(TransformationSelection, LongPatterns)
 {
     CImage<unsigned char> twelve(1, 1, 12);

@@ -1,6 +1,9 @@
 // The scripting class CImage: its table, constructor, pin-type functions and
 // method wrappers. Typed transfers and files have their own files.
+#include <algorithm>
+#include <cstdint>
 #include <cstring>
+#include <string>
 #include <vector>
 
 #include "binding/ClassTables.h"
@@ -92,8 +95,8 @@ TIRN_EXPORT void* CImage_CImage([[maybe_unused]] int const* aiDims, void** apArg
             throw CException("CImageException", "unsupported depth for CImage\n");
 #pragma GCC diagnostic pop
         }
-    } catch (const CException& e) {
-        reportException(e);
+    } catch (const std::exception&) {
+        reportCurrentException();
         return nullptr;
     }
 }
@@ -345,6 +348,9 @@ TIRN_WRAPPER(void, CImage_histogram)
     withImage<void>(pObject, [&](auto& i) {
         if (nOut != nBins)
             prog_throw("badop", "wrong histogram dimension\n");
+        if (!tirn::bufferFitsBudget(std::uint64_t(std::max(nBins, 0)), sizeof(unsigned int)))
+            throw tirn::ImageTooLarge("histogram of " + std::to_string(nBins) +
+                                      " bins: more than TIRNVISION_MAX_IMAGE_BYTES\n");
         const std::vector<unsigned int> counts =
             i.convertTo32Bit().histogram(iChannel, fMin, fMax, nBins);
         for (int b = 0; pfOut && b < int(counts.size()) && b < nOut; ++b)

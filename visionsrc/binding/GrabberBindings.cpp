@@ -31,8 +31,8 @@ template <class Op> float guardedGrab(Op&& op)
 {
     try {
         return op();
-    } catch (const CException& e) {
-        reportException(e);
+    } catch (const std::exception&) {
+        reportCurrentException();
         return kGrabFailed;
     }
 }

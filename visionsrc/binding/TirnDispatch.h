@@ -6,11 +6,14 @@
 #define TIRNDISPATCH_H
 
 #include <cstdio>
+#include <exception>
+#include <new>
 #include <type_traits>
 
 #include "binding/HostInterface.h"
 #include "binding/TirnExport.h"
 #include "image/CImage.h"
+#include "image/ImageBudget.h"
 
 // Signature of every exported method wrapper: element counts of the array
 // arguments, pointers to the argument values, the object's handle.
@@ -71,14 +74,33 @@ inline void reportException(const CException& e)
     prog_throw("CImageException:", "%s", e.what());
 }
 
-// Runs op() inside the handler that turns a CException into a host error.
-// Only CException is caught: anything else is the host's to see.
+// Called inside a handler of std::exception: reports what was thrown as a host
+// error. A CException is the library's own report; anything else must not
+// unwind into the host, which knows nothing of C++: an allocation refused by
+// the memory budget (or one that failed) is a bad argument, any other
+// standard exception a failed operation.
+inline void reportCurrentException()
+{
+    try {
+        throw;
+    } catch (const CException& e) {
+        reportException(e);
+    } catch (const tirn::ImageTooLarge& e) {
+        prog_throw("badarg", "%s", e.what());
+    } catch (const std::bad_alloc&) {
+        prog_throw("badarg", "out of memory\n");
+    } catch (const std::exception& e) {
+        prog_throw("badop", "%s\n", e.what());
+    }
+}
+
+// Runs op() inside the handler that turns exceptions into host errors.
 template <class R, class Op> R guarded(Op&& op)
 {
     try {
         return op();
-    } catch (const CException& e) {
-        reportException(e);
+    } catch (const std::exception&) {
+        reportCurrentException();
         return zeroResult<R>();
     }
 }

@@ -2,9 +2,7 @@
 
 #include <cstdio>
 #include <cstring>
-#include <new>
 
-#include "fileio/ImageSizeLimit.h"
 
 namespace {
 

@@ -152,9 +152,10 @@ template <class T> int CImageFileIO<T>::loadGIPL(CImage<T>& image, const char* p
         std::exit(1);
     }
     // Slice offsets are int byte offsets: the whole volume must be
-    // addressable with them.
+    // addressable with them. A volume with slices also needs a slice buffer.
     const std::int64_t nVolumeBytes = std::int64_t(x) * y * z * nBytes;
-    if (nVolumeBytes > INT32_MAX - kHeaderBytes) {
+    if (nVolumeBytes > INT32_MAX - kHeaderBytes ||
+        (z > 0 && !tirn::bufferFitsBudget(std::uint64_t(x) * y, std::size_t(nBytes)))) {
         tirn::reportImageTooLarge(x, y, z);
         return 0;
     }

@@ -4,6 +4,9 @@
 #include "fileio/CImageFileIO.h"
 
 #include <cmath>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
 #include <iostream>
 #include <list>
 #include <string>
@@ -121,6 +124,28 @@ bool addFrame(Magick::Image& frame, int iFrame, int nChannels, bool bFirst, CIma
     return true;
 }
 
+// libpng allocates a chunk's declared length before it reads the chunk, and
+// that allocation is outside GraphicsMagick's resource limits: a 97-byte
+// PNG can ask for 128 MB. The chunk lengths are therefore held to the
+// budget here, before GraphicsMagick sees the file. 0 when every chunk
+// fits (or the file is no PNG), else the first length that does not.
+std::uint64_t pngChunkBeyondBudget(const char* pcPath)
+{
+    std::ifstream in(pcPath, std::ios::in | std::ios::binary);
+    unsigned char acHead[8];
+    if (!in.read(reinterpret_cast<char*>(acHead), 8) ||
+        std::memcmp(acHead, "\x89PNG\r\n\x1a\n", 8) != 0)
+        return 0;
+    while (in.read(reinterpret_cast<char*>(acHead), 8)) {
+        const std::uint64_t nLength = std::uint64_t(acHead[0]) << 24 | acHead[1] << 16 |
+                                      acHead[2] << 8 | acHead[3];
+        if (!tirn::bufferFitsBudget(nLength, 1))
+            return nLength;
+        in.seekg(std::streamoff(nLength + 4), std::ios::cur); // data and CRC
+    }
+    return 0;
+}
+
 } // namespace
 
 template <class T> int CImageFileIO<T>::loadMagick(CImage<T>& image, const char* pcPath)
@@ -128,6 +153,12 @@ template <class T> int CImageFileIO<T>::loadMagick(CImage<T>& image, const char*
     if (!tirn::ensureMagickInitialised()) {
         std::cout << "Can't open image " << pcPath << std::endl
                   << "GraphicsMagick is not available" << std::endl;
+        return 0;
+    }
+    if (const std::uint64_t nChunk = pngChunkBeyondBudget(pcPath)) {
+        std::cout << "Can't open image " << pcPath << std::endl
+                  << "PNG chunk of " << nChunk
+                  << " bytes: more than TIRNVISION_MAX_IMAGE_BYTES" << std::endl;
         return 0;
     }
     std::list<Magick::Image> frames;

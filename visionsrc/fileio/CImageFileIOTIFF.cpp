@@ -44,6 +44,9 @@ TIFF* openTiff(const char* pcPath)
         return nullptr;
     TIFFOpenOptionsSetErrorHandlerExtR(pOptions, printTiffDiagnostic, nullptr);
     TIFFOpenOptionsSetWarningHandlerExtR(pOptions, printTiffDiagnostic, nullptr);
+    // libtiff's own buffers (strips, directories) within the same budget.
+    TIFFOpenOptionsSetMaxSingleMemAlloc(
+        pOptions, tmsize_t(std::min<std::uint64_t>(tirn::imageBudget(), INT64_MAX)));
     TIFF* pTiff = TIFFOpenExt(pcPath, "r", pOptions);
     TIFFOpenOptionsFree(pOptions);
     return pTiff;

@@ -1,5 +1,6 @@
-// Sizes read from file headers are untrusted: they are checked here, in
-// 64-bit arithmetic, before anything is multiplied in int or allocated.
+// Sizes read from file headers are untrusted: they are checked here against
+// the memory budget (image/ImageBudget.h), without overflow, before anything
+// is multiplied in int or allocated.
 #ifndef IMAGESIZELIMIT_H
 #define IMAGESIZELIMIT_H
 
@@ -9,13 +10,15 @@
 #include <new>
 
 #include "image/CImage.h"
+#include "image/ImageBudget.h"
 
 namespace tirn {
 
 // True if an image of this header size can be built: at most INT32_MAX
-// samples (what the int-based image interface addresses) and no more memory
-// than the machine has. Negative sizes count as empty. Otherwise prints
-// " Image too large (W x H x C)" and a line end on standard output.
+// samples (what the int-based image interface addresses), pixels, row
+// tables and channels within TIRNVISION_MAX_IMAGE_BYTES. Negative sizes
+// count as empty. Otherwise prints " Image too large (W x H x C)" and a
+// line end on standard output.
 bool imageSizeFits(std::int64_t iWidth, std::int64_t iHeight, std::int64_t iChannels,
                    std::size_t nBytesPerSample);
 

@@ -104,6 +104,9 @@ template <class T> int CTransformation<T>::selectChannel(const char* pcCommand)
     TIRN_ASSERT(pSource!=__null);
     TIRN_ASSERT(pbMask != __null);
     TIRN_ASSERT(pcCommand != __null);
+    // A source that lost all its channels leaves no selectChannel(i, ...)
+    // below to bring the mask and the count up to date.
+    followSourceChannels();
     const int iChannels = pSource->channels();
 
     // The pattern is only stored while it fits; beyond that its length is

@@ -6,18 +6,24 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <string>
 #include <utility>
 
+#include "image/ImageBudget.h"
+
 // width*height*channels must be addressable with the int-based interface
-// (pixels() and friends); anything larger is an allocation failure. A
+// (pixels() and friends) and the image must fit the memory budget; anything
+// else is refused as an allocation failure before anything is allocated. A
 // negative channel count is one too, as a negative array size would be.
 template <class Type> void CImage<Type>::checkSize(int iWidth, int iHeight, int iChannels)
 {
     if (iChannels < 0)
-        throw std::bad_alloc();
-    const std::int64_t n = std::int64_t(iWidth) * iHeight * iChannels;
-    if (n > INT32_MAX || n < -std::int64_t(INT32_MAX))
-        throw std::bad_alloc();
+        throw tirn::ImageTooLarge("negative channel count " + std::to_string(iChannels) + "\n");
+    std::int64_t n;
+    if (__builtin_mul_overflow(std::int64_t(iWidth) * iHeight, std::int64_t(iChannels), &n) ||
+        n > INT32_MAX || n < -std::int64_t(INT32_MAX) ||
+        !tirn::imageFitsBudget(iWidth, iHeight, iChannels, sizeof(Type)))
+        throw tirn::ImageTooLarge(iWidth, iHeight, iChannels);
 }
 
 namespace tirn {

@@ -117,7 +117,8 @@ public:
     static constexpr int kNameLength = 63;
 
 private:
-    // Throws std::bad_alloc for sizes the int-based interface cannot address.
+    // Throws tirn::ImageTooLarge (a std::bad_alloc) for sizes the int-based
+    // interface cannot address or the memory budget does not allow.
     static void checkSize(int iWidth, int iHeight, int iChannels);
     static void releaseChannel(Channel* pChannel);
     // The bilinear formula of interpolate() for a position known to be

@@ -1,0 +1,20 @@
+#!/bin/sh
+# CI's fuzz step: builds every fuzz target with clang and runs each for a
+# short bounded time (TIRN_FUZZ_SECONDS, default 20) as a regression check.
+# The long runs are done by hand with fuzz.sh.
+set -eu
+cd "$(dirname "$0")/.."
+TIRN_WITH_FUZZ=1 ./scripts/install-deps.sh
+seconds=${TIRN_FUZZ_SECONDS:-20}
+for target in fuzz_mtx fuzz_mtx_gzip fuzz_gipl fuzz_gipl_z fuzz_lan fuzz_tiff \
+              fuzz_magick fuzz_selection fuzz_prototype; do
+    echo "fuzz-ci: $target, $seconds s"
+    mkdir -p build-fuzz/fuzz
+    log=build-fuzz/fuzz/$target.log
+    if ! ./scripts/fuzz.sh "$target" "$seconds" >"$log" 2>&1; then
+        tail -n 60 "$log"
+        echo "fuzz-ci: $target failed; the input is in build-fuzz/fuzz/crashes/" >&2
+        exit 1
+    fi
+    tail -n 12 "$log"
+done
