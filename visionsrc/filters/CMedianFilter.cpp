@@ -5,7 +5,7 @@
 #include "filters/RankNetwork3x3.h"
 #include "filters/RankWindow.h"
 #include "filters/SlidingHistogram.h"
-#include "filters/ReferencePath.h"
+#include "filters/RowDriver.h"
 #include "filters/utils.h"
 
 template <class T> void CMedianFilter<T>::setParameters(float* p)
@@ -38,14 +38,15 @@ void CMedianFilter<T>::singleChannelOperation(const CImage<T>& src, CImage<T>& t
 {
     const int h = tirn::rankHalfSide(iSize, "CMedianFilter");
     tirn::runRankChannel(
-        src, tgt, h, pfBuffer, [&] { filterRows(src, tgt, h); },
+        src, tgt, h, pfBuffer, [&](int y0, int y1) { filterRows(src, tgt, h, y0, y1); },
         [&](int x, int y) { return scanSingleChannelRegion(src, x, y); });
 }
 
 // Rows outermost, straight from the channel's storage; the window is
 // collected in the reference's order so the same value is selected.
 template <class T>
-void CMedianFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h) const
+void CMedianFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h, int y0,
+                                  int y1) const
 {
     const int W = src.width(), H = src.height();
     std::vector<float> vfBuffer(tirn::rankBufferLength(h));
@@ -54,7 +55,7 @@ void CMedianFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h) c
     if constexpr (tirn::isIntegerPixel<T>()) {
         if (tirn::preferHistogram<T>(h)) {
             tirn::SlidingHistogram<T> histogram;
-            for (int y = 0; y < H; ++y) {
+            for (int y = y0; y < y1; ++y) {
                 T* pRow = pOut + std::size_t(y) * W;
                 histogram.slideRow(pIn, W, std::max(y - h, 0), std::min(y + h, H - 1), h, 0, W,
                                    [&](int x, int n) { pRow[x] = histogram.kth((n + 1) / 2 - 1); });
@@ -66,7 +67,7 @@ void CMedianFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h) c
         const int n = tirn::gatherWindow(pIn, W, H, x, y, h, vfBuffer.data());
         return n == 0 ? T(0) : tirn::toPixel<T>(median(vfBuffer.data(), n));
     };
-    for (int y = 0; y < H; ++y) {
+    for (int y = y0; y < y1; ++y) {
         T* pRow = pOut + std::size_t(y) * W;
         if constexpr (tirn::isIntegerPixel<T>()) {
             // Complete 3x3 windows: the middle (5th) of nine values.

@@ -1,6 +1,6 @@
 #include "filters/CYuv2Rgb.h"
 
-#include "filters/ReferencePath.h"
+#include "filters/RowDriver.h"
 
 namespace {
 
@@ -59,18 +59,21 @@ template <class T> void CYuv2Rgb<T>::exec(const CImage<T>* pSrc, CImage<T>* pTgt
         tgt.resize(w, h, 3);
 
     const YuvToRgb<T> convert{bYuvOffset};
-    if (tirn::referencePathForced()) {
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x) {
-                T r, g, b;
-                convert(src.getPixel(x, y, 0), src.getPixel(x, y, 1), src.getPixel(x, y, 2),
-                        r, g, b);
-                tgt.setPixel(x, y, 0, r);
-                tgt.setPixel(x, y, 1, g);
-                tgt.setPixel(x, y, 2, b);
-            }
-    } else {
-        for (int y = 0; y < h; ++y) {
+    tirn::runKernel(
+        tirn::Visit::AnyOrder, h, (long long)w * h,
+        [&] {
+            for (int y = 0; y < h; ++y)
+                for (int x = 0; x < w; ++x) {
+                    T r, g, b;
+                    convert(src.getPixel(x, y, 0), src.getPixel(x, y, 1),
+                            src.getPixel(x, y, 2), r, g, b);
+                    tgt.setPixel(x, y, 0, r);
+                    tgt.setPixel(x, y, 1, g);
+                    tgt.setPixel(x, y, 2, b);
+                }
+        },
+        [&](int y0, int y1) {
+        for (int y = y0; y < y1; ++y) {
             const T* pY = src.getChannelPtr(0)->getRowPtr(y);
             const T* pU = src.getChannelPtr(1)->getRowPtr(y);
             const T* pV = src.getChannelPtr(2)->getRowPtr(y);
@@ -87,7 +90,7 @@ template <class T> void CYuv2Rgb<T>::exec(const CImage<T>* pSrc, CImage<T>* pTgt
                 pB[x] = b;
             }
         }
-    }
+        });
     tgt.setChannelInfo("R", 0);
     tgt.setChannelInfo("G", 1);
     tgt.setChannelInfo("B", 2);
