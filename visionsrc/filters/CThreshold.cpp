@@ -34,11 +34,14 @@ void CThreshold<T>::multiChannelOperation(const CImage<T>& src, CImage<T>& tgt)
                     tgt.setPixel(x, y, 0, threshold >= src.getPixel(x, y, 0) ? low : high);
         },
         [&](int y0, int y1) {
+            // Local copies: the stores cannot change them, so the loop
+            // vectorises.
+            const T t = threshold, lo = low, hi = high;
             for (int y = y0; y < y1; ++y) {
                 const T* pIn = src.getChannelPtr(0)->getRowPtr(y);
                 T* pOut = tgt.getChannelPtr(0)->getRowPtr(y);
                 for (int x = 0; x < w; ++x)
-                    pOut[x] = threshold >= pIn[x] ? low : high;
+                    pOut[x] = t >= pIn[x] ? lo : hi;
             }
         });
     char acInfo[100];
