@@ -233,6 +233,10 @@ void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelF
     const int x0 = KW > 0 ? std::min(rx, W) : 0;
     const int x1 = KW > 0 ? std::max(W - rx, x0) : W;
     if (bIntegerExact && KW > 0 && KH > 0) {
+        if (bBox) {
+            boxRows(pIn, pOutBase, W, H, y0, y1);
+            return;
+        }
         // Border rows and columns first, then the interior in integers.
         for (int y = y0; y < y1; ++y) {
             T* pOut = pOutBase + std::size_t(y) * W;
@@ -240,12 +244,8 @@ void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelF
                            [](int, int) {});
         }
         const int yi0 = std::max(y0, ry), yi1 = std::min(y1, H - ry);
-        if (yi0 < yi1 && x0 < x1) {
-            if (bBox)
-                boxRows(pIn, pOutBase, W, H, yi0, yi1, x0, x1);
-            else
-                integerRows(pIn, pOutBase, W, H, yi0, yi1, x0, x1);
-        }
+        if (yi0 < yi1 && x0 < x1)
+            integerRows(pIn, pOutBase, W, H, yi0, yi1, x0, x1);
         return;
     }
 
@@ -327,41 +327,45 @@ void CConvolution<T>::integerRows(const T* pIn, T* pOut, int W, int, int y0, int
     }
 }
 
-// Box sums by running sums: a column sum per x slides down the rows, a
-// window sum slides along the row. Exact integers (see proveIntegerSums), so
-// the order of the additions does not show. The box is the stored mask,
-// which for an even size is one column and row short of the span; the
-// divisor stays the span's count, as in the reference.
-template <class T>
-void CConvolution<T>::boxRows(const T* pIn, T* pOut, int W, int, int y0, int y1, int x0,
-                              int x1) const
+// Box sums of every pixel of rows [y0, y1), border included: a column sum
+// per x over the rows of the window that lie inside the image slides down
+// the rows, and a prefix sum over it gives any run of columns. Exact
+// integers (see proveIntegerSums), so the order of the additions does not
+// show. The box is the stored mask, which for an even size is one column
+// and row short of the span; the divisor counts the span's positions inside
+// the image, as in the reference.
+template <class T> void CConvolution<T>::boxRows(const T* pIn, T* pOut, int W, int H, int y0, int y1) const
 {
     const int rx = iHalfWidth, ry = iHalfHeight;
     const int bw = std::min(iMaskWidth, iSpanWidth), bh = std::min(iMaskHeight, iSpanHeight);
-    const float fCount = float(iSpanWidth * iSpanHeight);
-    std::vector<std::int32_t> viColumns(std::size_t(W), 0);
+    const int sw = iSpanWidth, sh = iSpanHeight;
+    std::vector<std::int32_t> viColumns(static_cast<std::size_t>(W), 0);
+    std::vector<std::int64_t> viPrefix(static_cast<std::size_t>(W) + 1, 0);
     std::int32_t* col = viColumns.data();
-    for (int j = 0; j < bh; ++j) {
-        const T* pRow = pIn + std::size_t(y0 - ry + j) * W;
+    std::int64_t* prefix = viPrefix.data();
+    auto addRow = [&](int yy, std::int32_t iSign) {
+        if (yy < 0 || yy >= H)
+            return;
+        const T* pRow = pIn + std::size_t(yy) * W;
         for (int x = 0; x < W; ++x)
-            col[x] += std::int32_t(pRow[x]);
-    }
+            col[x] += iSign * std::int32_t(pRow[x]);
+    };
+    for (int j = 0; j < bh; ++j)
+        addRow(y0 - ry + j, 1);
     for (int y = y0; y < y1; ++y) {
         if (y > y0) {
-            const T* pAdd = pIn + std::size_t(y - ry + bh - 1) * W;
-            const T* pDrop = pIn + std::size_t(y - 1 - ry) * W;
-            for (int x = 0; x < W; ++x)
-                col[x] += std::int32_t(pAdd[x]) - std::int32_t(pDrop[x]);
+            addRow(y - ry + bh - 1, 1);
+            addRow(y - 1 - ry, -1);
         }
+        for (int x = 0; x < W; ++x)
+            prefix[x + 1] = prefix[x] + col[x];
+        const int iRowsIn = std::min(y - ry + sh, H) - std::max(y - ry, 0);
         T* pRowOut = pOut + std::size_t(y) * W;
-        std::int32_t iSum = 0;
-        for (int i = 0; i < bw; ++i)
-            iSum += col[x0 - rx + i];
-        for (int x = x0; x < x1; ++x) {
-            if (x > x0)
-                iSum += col[x - rx + bw - 1] - col[x - 1 - rx];
-            pRowOut[x] = fFactor != 0.0f ? tirn::toPixel<T>(fFactor * float(iSum))
-                                         : tirn::toPixel<T>(float(iSum) / fCount);
+        for (int x = 0; x < W; ++x) {
+            const int xa = std::max(x - rx, 0);
+            const float fSum = float(prefix[std::min(x - rx + bw, W)] - prefix[std::min(xa, W)]);
+            const int n = (std::min(x - rx + sw, W) - xa) * iRowsIn;
+            pRowOut[x] = tirn::toPixel<T>(fFactor != 0.0f ? fFactor * fSum : fSum / float(n));
         }
     }
 }

@@ -82,7 +82,7 @@ private:
     // Never at depth 32.
     bool bIntegerExact = false;
     // All weights of the stored mask are 1 (the mean filter's box): with
-    // bIntegerExact, running sums give every interior sum in O(1).
+    // bIntegerExact, running sums give every sum, border included, in O(1).
     bool bBox = false;
     std::vector<int> viSpan;
 
@@ -91,7 +91,7 @@ private:
     void convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelFinish finish, int y0,
                       int y1) const;
     void integerRows(const T* pIn, T* pOut, int W, int H, int y0, int y1, int x0, int x1) const;
-    void boxRows(const T* pIn, T* pOut, int W, int H, int y0, int y1, int x0, int x1) const;
+    void boxRows(const T* pIn, T* pOut, int W, int H, int y0, int y1) const;
 
     CConvolution(const CConvolution&) = delete;
     CConvolution& operator=(const CConvolution&) = delete;
