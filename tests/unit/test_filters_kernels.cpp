@@ -74,8 +74,8 @@ template <class T> std::vector<Kernel<T>> kernels()
     std::vector<Kernel<T>> k;
     // Convolutions. Mean 16x16 is the largest box whose 16-bit sums stay
     // below 2^24; 17x17 takes the float path.
-    for (auto [w, h] : {std::pair{1, 1}, {2, 2}, {3, 3}, {4, 3}, {5, 5}, {15, 15}, {16, 16},
-                        {17, 17}})
+    for (auto [w, h] : {std::pair{0, 2}, {-1, -1}, {1, 1}, {2, 2}, {3, 3}, {4, 3}, {5, 5},
+                        {15, 15}, {16, 16}, {17, 17}})
         add<T, CMeanFilter<T>>(k, "mean " + std::to_string(w) + "x" + std::to_string(h), 1,
                                w == 5, [w = w, h = h] {
                                    auto p = std::make_unique<CMeanFilter<T>>();
@@ -223,6 +223,9 @@ template <class T> std::vector<Kernel<T>> kernels()
                          filter.exec(&in, &out);
                          return out;
                      }});
+    for (float fZoom : {0.5f, 1.5f})
+        k.push_back({"scale bilinear " + std::to_string(fZoom), 2, fZoom < 1.0f,
+                     [fZoom](const CImage<T>& in) { return in.scale(fZoom, SCALE_BILINEAR); }});
     if constexpr (std::is_same<T, float>::value) {
         static const float afRef[3] = {0.5f, 0.0f, -0.25f};
         k.push_back({"diff image", 3, true, [](const CImage<float>& in) {
