@@ -2,6 +2,7 @@
 
 #include <sched.h>
 
+#include <exception>
 #include <thread>
 #include <vector>
 
@@ -46,21 +47,34 @@ void runBands(int iHeight, long long llPixels, const std::function<void(int, int
         return;
     }
     auto bandStart = [&](int b) { return int((long long)iHeight * b / nBands); };
+    // A band that fails hands its exception to the caller once every band
+    // has ended.
+    std::vector<std::exception_ptr> failures(static_cast<std::size_t>(nBands));
+    auto band = [&](int b, int y0, int y1) {
+        try {
+            rows(y0, y1);
+        } catch (...) {
+            failures[std::size_t(b)] = std::current_exception();
+        }
+    };
     std::vector<std::thread> threads;
     threads.reserve(nBands - 1);
     int iStarted = 1;
     try {
         for (; iStarted < nBands; ++iStarted)
             threads.emplace_back(
-                [&, iStarted] { rows(bandStart(iStarted), bandStart(iStarted + 1)); });
+                [&, iStarted] { band(iStarted, bandStart(iStarted), bandStart(iStarted + 1)); });
     } catch (...) {
         // No thread to be had: the bands not handed out run here.
     }
-    rows(0, bandStart(1));
+    band(0, 0, bandStart(1));
     if (iStarted < nBands)
-        rows(bandStart(iStarted), iHeight);
+        band(iStarted, bandStart(iStarted), iHeight);
     for (std::thread& thread : threads)
         thread.join();
+    for (const std::exception_ptr& failure : failures)
+        if (failure)
+            std::rethrow_exception(failure);
 }
 
 } // namespace tirn

@@ -36,7 +36,8 @@ enum class Visit { AnyOrder, InOrder };
 // kernelThreads() threads. Small jobs stay on the calling thread. Every
 // thread started here has ended when this returns, so a kernel keeps no
 // thread alive between calls and the capture threads are the only ones the
-// library leaves running. rows must not throw.
+// library leaves running. An exception of a band reaches the caller once
+// every band has ended.
 void runBands(int iHeight, long long llPixels, const std::function<void(int, int)>& rows);
 
 // The reference when forced, else the row kernel over the whole height:
