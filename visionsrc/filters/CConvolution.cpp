@@ -253,16 +253,18 @@ void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelF
     // pixels are read where they are).
     const int yw0 = std::max(y0 - ry, 0), yw1 = std::min(y1 + ry, H);
     std::vector<float> vfWide;
-    const float* F;
-    if constexpr (std::is_same<T, float>::value) {
-        F = pIn;
-    } else {
+    if constexpr (!std::is_same<T, float>::value) {
         vfWide.resize(std::size_t(std::max(yw1 - yw0, 0)) * W);
         const T* p = pIn + std::size_t(yw0) * W;
         for (std::size_t k = 0; k < vfWide.size(); ++k)
             vfWide[k] = float(p[k]);
-        F = vfWide.data() - std::size_t(yw0) * W;
     }
+    auto wideRow = [&](int yy) -> const float* {
+        if constexpr (std::is_same<T, float>::value)
+            return pIn + std::size_t(yy) * W;
+        else
+            return vfWide.data() + std::size_t(yy - yw0) * W;
+    };
     std::vector<float> vfAcc(std::size_t(std::max(W, 1)));
     for (int y = y0; y < y1; ++y) {
         T* pOut = pOutBase + std::size_t(y) * W;
@@ -275,9 +277,10 @@ void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelF
                 for (int i = 0; i < KW; ++i)
                     for (int j = 0; j < KH; ++j) {
                         const float w = M[j * KW + i];
-                        const float* pRow = F + std::size_t(y - ry + j) * W + (i - rx);
-                        for (int x = xa; x < xb; ++x)
-                            acc[x] += w * pRow[x];
+                        const float* pRow = wideRow(y - ry + j) + (i - rx + xa);
+                        float* pAcc = acc + xa;
+                        for (int x = 0; x < xb - xa; ++x)
+                            pAcc[x] += w * pRow[x];
                     }
                 // finishPixel with the factor test hoisted out, so the loops
                 // vectorise.
@@ -307,14 +310,16 @@ void CConvolution<T>::integerRows(const T* pIn, T* pOut, int W, int, int y0, int
     for (int y = y0; y < y1; ++y) {
         std::fill(acc + x0, acc + x1, 0);
         for (int j = 0; j < KH; ++j) {
-            const T* pRow = pIn + std::size_t(y - ry + j) * W - rx;
+            const T* pRow = pIn + std::size_t(y - ry + j) * W;
             for (int i = 0; i < KW; ++i) {
                 const std::int32_t w = viSpan[std::size_t(j) * KW + i];
                 if (w == 0)
                     continue;
-                const T* p = pRow + i;
-                for (int x = x0; x < x1; ++x)
-                    acc[x] += w * std::int32_t(p[x]);
+                // x0 = rx: the first column read is i, inside the row.
+                const T* p = pRow + (i - rx + x0);
+                std::int32_t* pAcc = acc + x0;
+                for (int x = 0; x < x1 - x0; ++x)
+                    pAcc[x] += w * std::int32_t(p[x]);
             }
         }
         T* pRowOut = pOut + std::size_t(y) * W;
