@@ -5,7 +5,11 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cstdio>
 #include <cstdlib>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include "BenchImages.h"
 #include "filters/CTransformation.h"
@@ -21,6 +25,28 @@ struct PathChoice
             unsetenv("TIRN_REFERENCE");
     }
     ~PathChoice() { unsetenv("TIRN_REFERENCE"); }
+};
+
+// Sends a file descriptor (1 or 2) to /dev/null for a scope: filters that
+// print on every call must not break the benchmark's table.
+struct QuietFd
+{
+    explicit QuietFd(int iFd) : iFd(iFd)
+    {
+        std::fflush(iFd == 1 ? stdout : stderr);
+        iSaved = dup(iFd);
+        const int iNull = open("/dev/null", O_WRONLY);
+        if (iNull >= 0)
+            dup2(iNull, iFd), close(iNull);
+    }
+    ~QuietFd()
+    {
+        std::fflush(iFd == 1 ? stdout : stderr);
+        if (iSaved >= 0)
+            dup2(iSaved, iFd), close(iSaved);
+    }
+    int iFd;
+    int iSaved;
 };
 
 // One channel of the benchmark's size through filter.exec(), timed alone.

@@ -5,7 +5,8 @@
 #   test.sh --sanitize  AddressSanitizer + UndefinedBehaviorSanitizer build in
 #                       build-asan/ (any report fails the run)
 #   test.sh --tsan      ThreadSanitizer build in build-tsan/, running only the
-#                       capture tests (the only code with threads of its own)
+#                       code with threads of its own: capture, and the kernel
+#                       tests at 1, 2 and 3 threads
 set -eu
 cd "$(dirname "$0")/.."
 ./scripts/install-deps.sh
@@ -20,7 +21,7 @@ if [ "${1:-}" = "--sanitize" ]; then
 elif [ "${1:-}" = "--tsan" ]; then
     dir=build-tsan
     opts="-DCMAKE_BUILD_TYPE=RelWithDebInfo -DTIRN_SANITIZE=thread -DTIRN_BUILD_BENCH=OFF -DTIRN_BUILD_PYTHON=OFF"
-    select="-R Capture"
+    select="-R Capture|Kernels"
     export TSAN_OPTIONS="halt_on_error=1:second_deadlock_stack=1"
 fi
 # shellcheck disable=SC2086

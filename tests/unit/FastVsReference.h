@@ -1,6 +1,7 @@
 // Support for comparing a filter's fast path with its reference path: the
-// TIRN_REFERENCE switch as a scope, seeded random images that reach the
-// awkward values of every depth, and a bit-exact image comparison.
+// TIRN_REFERENCE and TIRNVISION_THREADS switches as scopes, seeded random
+// images that reach the awkward values of every depth, a bit-exact image
+// comparison and the one check every kernel goes through.
 #ifndef TESTS_FASTVSREFERENCE_H
 #define TESTS_FASTVSREFERENCE_H
 
@@ -18,34 +19,51 @@
 
 #include "image/CImage.h"
 
-// Sets the path for the enclosing scope and restores the environment after.
-class PathScope
+// Sets an environment variable (or removes it: nullptr) for the enclosing
+// scope and restores it after.
+class EnvScope
 {
 public:
-    explicit PathScope(bool bReference)
+    EnvScope(const char* pcName, const char* pcValue) : sName(pcName)
     {
-        const char* pcOld = std::getenv("TIRN_REFERENCE");
+        const char* pcOld = std::getenv(pcName);
         bHadValue = pcOld != nullptr;
         if (bHadValue)
             sOld = pcOld;
-        if (bReference)
-            setenv("TIRN_REFERENCE", "1", 1);
+        if (pcValue)
+            setenv(pcName, pcValue, 1);
         else
-            unsetenv("TIRN_REFERENCE");
+            unsetenv(pcName);
     }
-    ~PathScope()
+    ~EnvScope()
     {
         if (bHadValue)
-            setenv("TIRN_REFERENCE", sOld.c_str(), 1);
+            setenv(sName.c_str(), sOld.c_str(), 1);
         else
-            unsetenv("TIRN_REFERENCE");
+            unsetenv(sName.c_str());
     }
-    PathScope(const PathScope&) = delete;
-    PathScope& operator=(const PathScope&) = delete;
+    EnvScope(const EnvScope&) = delete;
+    EnvScope& operator=(const EnvScope&) = delete;
 
 private:
+    std::string sName;
     bool bHadValue = false;
     std::string sOld;
+};
+
+// The path for the enclosing scope.
+struct PathScope : EnvScope
+{
+    explicit PathScope(bool bReference) : EnvScope("TIRN_REFERENCE", bReference ? "1" : nullptr) {}
+};
+
+// The kernel layer's thread count for the enclosing scope.
+struct ThreadScope : EnvScope
+{
+    explicit ThreadScope(int nThreads)
+        : EnvScope("TIRNVISION_THREADS", std::to_string(nThreads).c_str())
+    {
+    }
 };
 
 // The reference path, and the fast path even in a run started with
@@ -75,7 +93,8 @@ template <class F> void forBothPaths(F&& f)
 }
 
 // Integer depths: the whole range, extremes included. Float: mostly 0...1
-// with negatives, large values, exact zeros and (if asked) NaN mixed in.
+// with negatives, large values, exact zeros and (if asked) NaN and -0 mixed
+// in.
 template <class T>
 CImage<T> randomTestImage(int w, int h, int c, unsigned uSeed, bool bWithNaN = false)
 {
@@ -96,6 +115,8 @@ CImage<T> randomTestImage(int w, int h, int c, unsigned uSeed, bool bWithNaN = f
                         value = 0.0f;
                     else if (uKind == 3 && bWithNaN)
                         value = std::numeric_limits<float>::quiet_NaN();
+                    else if (uKind == 4 && bWithNaN)
+                        value = -0.0f;
                     else
                         value = fUnit;
                 } else {
@@ -149,6 +170,31 @@ inline const std::vector<std::pair<int, int>>& awkwardSizes()
     static const std::vector<std::pair<int, int>> sizes = {
         {1, 1}, {2, 2}, {3, 1}, {1, 3}, {5, 4}, {4, 7}, {17, 9}};
     return sizes;
+}
+
+// The sizes of the kernel tests beyond awkwardSizes(): wider than 300 (SIMD
+// lanes and unrolled chunks), and one large enough that every kernel is
+// split into bands at 2 and 3 threads.
+inline const std::vector<std::pair<int, int>>& wideSizes()
+{
+    static const std::vector<std::pair<int, int>> sizes = {{307, 3}, {307, 433}};
+    return sizes;
+}
+
+// run() on the reference, then on the fast path at 1, 2 and 3 threads: the
+// same bytes every time.
+template <class Run> void expectFastMatchesReference(Run&& run)
+{
+    decltype(run()) reference = [&] {
+        PathScope scope(true);
+        return run();
+    }();
+    for (int nThreads : {1, 2, 3}) {
+        PathScope path(false);
+        ThreadScope threads(nThreads);
+        SCOPED_TRACE(testing::Message() << nThreads << " threads");
+        expectSameImage(run(), reference);
+    }
 }
 
 #endif

@@ -219,29 +219,6 @@ TYPED_TEST(ColourSpaceTyped, HsiGroupsOfThreeAndOtherModes)
     });
 }
 
-TYPED_TEST(ColourSpaceTyped, HsiFastMatchesReferenceInPlaceAndWithSharedChannels)
-{
-    using T = TypeParam;
-    for (int iMode : {0, 1})
-        for (const auto& size : awkwardSizes()) {
-            const CImage<T> in = randomTestImage<T>(size.first, size.second, 7, 300u + iMode, true);
-            CImage<T> fast(in), reference(in);
-            // Channel 3 shares its data with channel 0, so group 1 reads what
-            // group 0 wrote.
-            fast.attachChannel(3, 0, fast);
-            reference.attachChannel(3, 0, reference);
-            {
-                FastPathScope scope;
-                CHsiRgbFilter<T>(iMode).exec(&fast, &fast);
-            }
-            {
-                ReferencePathScope scope;
-                CHsiRgbFilter<T>(iMode).exec(&reference, &reference);
-            }
-            expectSameImage(fast, reference);
-        }
-}
-
 TEST(ColourSpace, Rgb2HsiUsesTheMaximumAsIntensity)
 {
     forBothPaths([] {
@@ -317,35 +294,6 @@ TEST(ColourSpace, TooFewChannelsAreReportedNotRead)
               "RGB2HSI needs 3 channels (R, G and B), got 2!\n");
     EXPECT_EQ(n.channels(), 2);
     EXPECT_EQ(h.channels(), 3);
-}
-
-TYPED_TEST(ColourSpaceTyped, MultiChannelConversionsFastMatchReference)
-{
-    using T = TypeParam;
-    unsigned uSeed = 700;
-    for (const auto& size : awkwardSizes()) {
-        const CImage<T> in = randomTestImage<T>(size.first, size.second, 3, ++uSeed, true);
-        CImage<T> fast[3] = {{1, 1, 1}, {1, 1, 1}, {1, 1, 1}};
-        CImage<T> ref[3] = {{1, 1, 1}, {1, 1, 1}, {1, 1, 1}};
-        testing::internal::CaptureStdout();
-        {
-            FastPathScope scope;
-            fast[0] = runMulti<T, CNormalizeRGB<T>>(in);
-            fast[1] = runMulti<T, CRGB2HSI<T>>(in);
-            fast[2] = yuv(in, (uSeed & 1) != 0);
-        }
-        {
-            ReferencePathScope scope;
-            ref[0] = runMulti<T, CNormalizeRGB<T>>(in);
-            ref[1] = runMulti<T, CRGB2HSI<T>>(in);
-            ref[2] = yuv(in, (uSeed & 1) != 0);
-        }
-        testing::internal::GetCapturedStdout();
-        for (int i = 0; i < 3; ++i) {
-            SCOPED_TRACE(i);
-            expectSameImage(fast[i], ref[i]);
-        }
-    }
 }
 
 // The host binding reads a two-image filter's depths straight from the

@@ -134,32 +134,3 @@ TEST(CortLayerDeathTest, HeightZeroEndsTheProcessAtTheRowAccess)
     EXPECT_DEATH(filter.exec(&flat, &out), "iRow < iHeight");
 }
 
-TYPED_TEST(CortLayerTyped, FastPathMatchesReference)
-{
-    using T = TypeParam;
-    unsigned uSeed = 60;
-    // Past one block of the fast path as well.
-    std::vector<std::pair<int, int>> sizes = awkwardSizes();
-    sizes.push_back({61, 37});
-    for (const auto& size : sizes)
-        for (int n = 1; n <= 5; n += 2) {
-            const CImage<T> in = randomTestImage<T>(size.first, size.second, n, ++uSeed, true);
-            std::vector<float> weights;
-            for (int c = 0; c < n; ++c)
-                weights.push_back(float(int(uSeed * (c + 3)) % 7) * 0.3f - 0.5f);
-            CImage<T> fast(1, 1, 1), reference(1, 1, 1);
-            CCortLayerFilter<T> filter;
-            filter.pfWeights = weights.data();
-            testing::internal::CaptureStdout();
-            {
-                FastPathScope scope;
-                filter.exec(&in, &fast);
-            }
-            {
-                ReferencePathScope scope;
-                filter.exec(&in, &reference);
-            }
-            testing::internal::GetCapturedStdout();
-            expectSameImage(fast, reference);
-        }
-}

@@ -104,7 +104,7 @@ constexpr TDepthMessages kSelect = {
 
 // --- CCombineChannel -----------------------------------------------------
 
-TIRN_TRANSFORMATION_CLASS(CCombineChannel, kCombine, DepthTest::Kept)
+TIRN_TRANSFORMATION_CLASS(CCombineChannel, kCombine)
 TIRN_SELECT_BY_TEXT(CCombineChannel)
 TIRN_SELECT_BY_INDEX(CCombineChannel)
 
@@ -118,13 +118,13 @@ TIRN_WRAPPER(void, CCombineChannel_0_setOperation)
 
 // --- CNormalizeRGB, CDistance, CThreshold: no depth-equality test ---------
 
-TIRN_TRANSFORMATION_CLASS(CNormalizeRGB, kNormalize, DepthTest::None)
-TIRN_TRANSFORMATION_CLASS(CDistance, kDistance, DepthTest::None)
-TIRN_TRANSFORMATION_CLASS(CThreshold, kThreshold, DepthTest::None)
+TIRN_TRANSFORMATION_CLASS(CNormalizeRGB, kNormalize)
+TIRN_TRANSFORMATION_CLASS(CDistance, kDistance)
+TIRN_TRANSFORMATION_CLASS(CThreshold, kThreshold)
 
 // --- CShadingFilter ------------------------------------------------------
 
-TIRN_TRANSFORMATION_CLASS(CShadingFilter, kShading, DepthTest::Kept)
+TIRN_TRANSFORMATION_CLASS(CShadingFilter, kShading)
 TIRN_SELECT_BY_TEXT(CShadingFilter)
 TIRN_SELECT_BY_INDEX(CShadingFilter)
 
@@ -149,7 +149,7 @@ TIRN_WRAPPER(void, CShadingFilter_0_setConstant)
 
 TIRN_TRANSFORMATION_CONSTRUCTOR(CSelectChannel, kSelect)
 TIRN_TRANSFORMATION_FREE(CSelectChannel, kSelect)
-TIRN_TRANSFORMATION_IMAGES(CSelectChannel, kSelect, DepthTest::Kept)
+TIRN_TRANSFORMATION_IMAGES(CSelectChannel, kSelect)
 TIRN_SELECT_BY_TEXT(CSelectChannel)
 
 // The only exec that accepts a null handle, quietly.

@@ -96,7 +96,7 @@ template <template <class> class C> void prohibitMMXOf(void* pObject)
 
 // --- CGenericConvolution -------------------------------------------------
 
-TIRN_TRANSFORMATION_CLASS(CGenericConvolution, kGeneric, DepthTest::Kept)
+TIRN_TRANSFORMATION_CLASS(CGenericConvolution, kGeneric)
 TIRN_SELECT_BY_TEXT(CGenericConvolution)
 
 // The weights are copied by the filter. A host array shorter than the
@@ -119,7 +119,7 @@ TIRN_WRAPPER(void, CGenericConvolution_0_setParameters)
 
 // --- CGaussFilter --------------------------------------------------------
 
-TIRN_TRANSFORMATION_CLASS(CGaussFilter, kGauss, DepthTest::Kept)
+TIRN_TRANSFORMATION_CLASS(CGaussFilter, kGauss)
 TIRN_SELECT_BY_TEXT(CGaussFilter)
 TIRN_SELECT_BY_INDEX(CGaussFilter)
 
@@ -134,7 +134,7 @@ TIRN_WRAPPER(void, CGaussFilter_0_prohibitMMX) { prohibitMMXOf<CGaussFilter>(pOb
 
 // --- CMeanFilter ---------------------------------------------------------
 
-TIRN_TRANSFORMATION_CLASS(CMeanFilter, kMean, DepthTest::Kept)
+TIRN_TRANSFORMATION_CLASS(CMeanFilter, kMean)
 TIRN_SELECT_BY_TEXT(CMeanFilter)
 TIRN_SELECT_BY_INDEX(CMeanFilter)
 
@@ -173,7 +173,7 @@ TIRN_EXPORT void* CSobelFilter_0_CSobelFilter([[maybe_unused]] int const* aiDims
 
 TIRN_TRANSFORMATION_FREE(CSobelFilter, kSobel)
 TIRN_TRANSFORMATION_EXEC(CSobelFilter, kSobel)
-TIRN_TRANSFORMATION_IMAGES(CSobelFilter, kSobel, DepthTest::Kept)
+TIRN_TRANSFORMATION_IMAGES(CSobelFilter, kSobel)
 TIRN_SELECT_BY_TEXT(CSobelFilter)
 TIRN_SELECT_BY_INDEX(CSobelFilter)
 

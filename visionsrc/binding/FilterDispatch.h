@@ -26,11 +26,6 @@ struct TDepthMessages
     const char* pcSetters;
 };
 
-// Whether setInput/setOutput run the depth-equality test. The test compares
-// the filter's depth with itself, so it never fires and the image's own
-// depth is never looked at: an image of another depth is taken as one of
-// the filter's. Kept in that form on purpose.
-enum class DepthTest { Kept, None };
 
 // The element type of a filter reference handed to a generic lambda.
 template <class Filter> struct FilterPixelOf;
@@ -90,21 +85,14 @@ static_assert(TransformationFields<unsigned char>::depthOffset() ==
 
 inline int transformationDepth(const void* pObject)
 {
-    int iDepth;
-    std::memcpy(&iDepth,
-                static_cast<const char*>(pObject) +
-                    TransformationFields<unsigned char>::depthOffset(),
-                sizeof iDepth);
-    return iDepth;
+    return depthAt(pObject, TransformationFields<unsigned char>::depthOffset());
 }
 
 // Two-image filters keep their source depth as the first int after the
 // table of virtual operations; each class's binding checks its own layout.
 inline int twoImageSourceDepth(const void* pObject)
 {
-    int iDepth;
-    std::memcpy(&iDepth, static_cast<const char*>(pObject) + sizeof(void*), sizeof iDepth);
-    return iDepth;
+    return depthAt(pObject, sizeof(void*));
 }
 
 // --- Transformation classes ----------------------------------------------
@@ -141,11 +129,10 @@ template <template <class> class C> void execTransformation(void* pObject, const
 }
 
 template <template <class> class C>
-void setTransformationImage(void* pObject, void* pImage, bool bInput, DepthTest test,
-                            const char* pcRefusal)
+// The image's own depth is never looked at: an image of another depth is
+// taken as one of the filter's. Kept so on purpose.
+void setTransformationImage(void* pObject, void* pImage, bool bInput, const char* pcRefusal)
 {
-    if (test == DepthTest::Kept && transformationDepth(pObject) != transformationDepth(pObject))
-        prog_throw("badarg", "Different filter and image depth.\n");
     onTransformation<C>(pObject, pcRefusal, [&](auto& filter) {
         auto* pTyped = static_cast<CImage<FilterPixel<decltype(filter)>>*>(pImage);
         if (bInput)
@@ -224,24 +211,24 @@ template <template <class> class C> void execTwoImage(void* pObject, void* pSour
         tirn::binding::execTransformation<Class>(pObject, messages.pcExec);              \
     }
 
-#define TIRN_TRANSFORMATION_IMAGES(Class, messages, test)                                \
+#define TIRN_TRANSFORMATION_IMAGES(Class, messages)                                      \
     TIRN_WRAPPER(void, Class##_0_setInput)                                               \
     {                                                                                    \
-        tirn::binding::setTransformationImage<Class>(pObject, apArgs[0], true, test,     \
+        tirn::binding::setTransformationImage<Class>(pObject, apArgs[0], true,           \
                                                      messages.pcInputOutput);            \
     }                                                                                    \
     TIRN_WRAPPER(void, Class##_0_setOutput)                                              \
     {                                                                                    \
-        tirn::binding::setTransformationImage<Class>(pObject, apArgs[0], false, test,    \
+        tirn::binding::setTransformationImage<Class>(pObject, apArgs[0], false,          \
                                                      messages.pcInputOutput);            \
     }
 
 // Constructor, FREE_, exec, setInput and setOutput.
-#define TIRN_TRANSFORMATION_CLASS(Class, messages, test)                                 \
+#define TIRN_TRANSFORMATION_CLASS(Class, messages)                                       \
     TIRN_TRANSFORMATION_CONSTRUCTOR(Class, messages)                                     \
     TIRN_TRANSFORMATION_FREE(Class, messages)                                            \
     TIRN_TRANSFORMATION_EXEC(Class, messages)                                            \
-    TIRN_TRANSFORMATION_IMAGES(Class, messages, test)
+    TIRN_TRANSFORMATION_IMAGES(Class, messages)
 
 #define TIRN_SELECT_BY_TEXT(Class)                                                       \
     TIRN_WRAPPER(int, Class##_0_selectChannel)                                           \

@@ -43,7 +43,7 @@ constexpr TDepthMessages kRank = {
 
 } // namespace
 
-TIRN_TRANSFORMATION_CLASS(CMedianFilter, kMedian, DepthTest::Kept)
+TIRN_TRANSFORMATION_CLASS(CMedianFilter, kMedian)
 TIRN_SELECT_BY_TEXT(CMedianFilter)
 TIRN_SELECT_BY_INDEX(CMedianFilter)
 
@@ -54,7 +54,7 @@ TIRN_WRAPPER(void, CMedianFilter_0_setNeighborhood)
                                     [&](auto& filter) { filter.setNeighborhood(n); });
 }
 
-TIRN_TRANSFORMATION_CLASS(CRankFilter, kRank, DepthTest::Kept)
+TIRN_TRANSFORMATION_CLASS(CRankFilter, kRank)
 TIRN_SELECT_BY_TEXT(CRankFilter)
 TIRN_SELECT_BY_INDEX(CRankFilter)
 

@@ -5,7 +5,9 @@
 #ifndef TIRNDISPATCH_H
 #define TIRNDISPATCH_H
 
+#include <cstddef>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <new>
 #include <type_traits>
@@ -31,11 +33,21 @@ inline float argFloat(void** apArgs, int i) { return *static_cast<const float*>(
 inline char* argText(void** apArgs, int i) { return static_cast<char*>(apArgs[i]); }
 inline float* argFloats(void** apArgs, int i) { return static_cast<float*>(apArgs[i]); }
 
-// The depth field sits at the same place in all three instantiations, so any
-// of them can read it from a handle of unknown type.
+// The one way a depth is read from a handle of unknown instantiation: every
+// class the host holds keeps it as an int at a place that does not depend
+// on the pixel type, and it is read there as bytes (a member access through
+// another instantiation than the object's own would be undefined).
+inline int depthAt(const void* pHandle, std::size_t uOffset)
+{
+    int iDepth;
+    std::memcpy(&iDepth, static_cast<const char*>(pHandle) + uOffset, sizeof iDepth);
+    return iDepth;
+}
+
+// An image handle's depth.
 inline int depthOf(const void* pHandle)
 {
-    return static_cast<const CImage<unsigned char>*>(pHandle)->depth();
+    return depthAt(pHandle, CImage<unsigned char>::depthOffset());
 }
 
 // The host's depth codes: the negative aliases name the same depths. Returns

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "filters/ReferencePath.h"
+#include "filters/RowDriver.h"
 
 namespace {
 
@@ -104,21 +104,25 @@ CImage<float> DiffImage(const CImage<float>* pA, const CImage<float>* pB)
     const int h = std::min(a.height(), b.height());
     const int n = std::min(a.channels(), b.channels());
 
-    if (tirn::referencePathForced()) {
-        for (int x = 0; x < w; ++x)
-            for (int y = 0; y < h; ++y)
-                for (int c = 0; c < n; ++c)
-                    result.setPixel(x, y, c, std::fabs(a.getPixel(x, y, c) - b.getPixel(x, y, c)));
-    } else {
-        for (int c = 0; c < n; ++c)
-            for (int y = 0; y < h; ++y) {
-                const float* pA0 = a.getChannelPtr(c)->getRowPtr(y);
-                const float* pB0 = b.getChannelPtr(c)->getRowPtr(y);
-                float* pOut = result.getChannelPtr(c)->getRowPtr(y);
-                for (int x = 0; x < w; ++x)
-                    pOut[x] = std::fabs(pA0[x] - pB0[x]);
-            }
-    }
+    tirn::runKernel(
+        tirn::Visit::AnyOrder, h, (long long)w * h * std::max(n, 1),
+        [&] {
+            for (int x = 0; x < w; ++x)
+                for (int y = 0; y < h; ++y)
+                    for (int c = 0; c < n; ++c)
+                        result.setPixel(x, y, c,
+                                        std::fabs(a.getPixel(x, y, c) - b.getPixel(x, y, c)));
+        },
+        [&](int y0, int y1) {
+            for (int c = 0; c < n; ++c)
+                for (int y = y0; y < y1; ++y) {
+                    const float* pA0 = a.getChannelPtr(c)->getRowPtr(y);
+                    const float* pB0 = b.getChannelPtr(c)->getRowPtr(y);
+                    float* pOut = result.getChannelPtr(c)->getRowPtr(y);
+                    for (int x = 0; x < w; ++x)
+                        pOut[x] = std::fabs(pA0[x] - pB0[x]);
+                }
+        });
     // Only channels both inputs have are named after their pair; the others
     // keep the default info.
     char acInfo[200];
@@ -140,20 +144,23 @@ CImage<float> blob_emph(const CImage<float>* pImage, const float* pfRef, int x0,
         std::printf(" %g", double(pfRef[c]));
     std::printf("\n");
 
-    if (tirn::referencePathForced()) {
-        for (int x = 0; x < w; ++x)
-            for (int y = 0; y < h; ++y)
-                result.setPixel(x, y, 0,
-                                blobWeight(squaredOffset(x0, y0, x, y),
-                                           colourDistance(image, pfRef, x, y)));
-    } else {
-        for (int y = 0; y < h; ++y) {
-            float* pOut = result.getChannelPtr(0)->getRowPtr(y);
-            distanceRow(image, pfRef, y, pOut);
+    tirn::runKernel(
+        tirn::Visit::AnyOrder, h, (long long)w * h * std::max(image.channels(), 1),
+        [&] {
             for (int x = 0; x < w; ++x)
-                pOut[x] = blobWeight(squaredOffset(x0, y0, x, y), pOut[x]);
-        }
-    }
+                for (int y = 0; y < h; ++y)
+                    result.setPixel(x, y, 0,
+                                    blobWeight(squaredOffset(x0, y0, x, y),
+                                               colourDistance(image, pfRef, x, y)));
+        },
+        [&](int yBegin, int yEnd) {
+            for (int y = yBegin; y < yEnd; ++y) {
+                float* pOut = result.getChannelPtr(0)->getRowPtr(y);
+                distanceRow(image, pfRef, y, pOut);
+                for (int x = 0; x < w; ++x)
+                    pOut[x] = blobWeight(squaredOffset(x0, y0, x, y), pOut[x]);
+            }
+        });
     std::string sInfo = referenceInfo("blob_emph_to", pfRef, image.channels());
     char acAt[64];
     std::snprintf(acAt, sizeof acAt, "_at_(%d,%d)", x0, y0);
@@ -170,23 +177,27 @@ CImage<float> HistogramDistance(const CImage<float>* pImage, const float* pfRef,
     CImage<float> result = distanceResult(image);
     int aiHistogram[kBins] = {};
 
-    if (tirn::referencePathForced()) {
-        for (int x = 0; x < w; ++x)
-            for (int y = 0; y < h; ++y) {
-                const float d = colourDistance(image, pfRef, x, y);
-                result.setPixel(x, y, 0, d);
-                if (d < fLimit)
-                    ++aiHistogram[binOf(d, fLimit)];
-            }
-    } else {
-        for (int y = 0; y < h; ++y) {
-            float* pOut = result.getChannelPtr(0)->getRowPtr(y);
-            distanceRow(image, pfRef, y, pOut);
+    // The histogram is one for all rows: a single band fills it.
+    tirn::runKernel(
+        tirn::Visit::InOrder, h, (long long)w * h,
+        [&] {
             for (int x = 0; x < w; ++x)
-                if (pOut[x] < fLimit)
-                    ++aiHistogram[binOf(pOut[x], fLimit)];
-        }
-    }
+                for (int y = 0; y < h; ++y) {
+                    const float d = colourDistance(image, pfRef, x, y);
+                    result.setPixel(x, y, 0, d);
+                    if (d < fLimit)
+                        ++aiHistogram[binOf(d, fLimit)];
+                }
+        },
+        [&](int y0, int y1) {
+            for (int y = y0; y < y1; ++y) {
+                float* pOut = result.getChannelPtr(0)->getRowPtr(y);
+                distanceRow(image, pfRef, y, pOut);
+                for (int x = 0; x < w; ++x)
+                    if (pOut[x] < fLimit)
+                        ++aiHistogram[binOf(pOut[x], fLimit)];
+            }
+        });
 
     // Take bins from the nearest until they hold the wanted share of all
     // pixels. If the pixels below the limit never reach it, the walk ends
@@ -216,26 +227,31 @@ CImage<float> PointerDistance(const CImage<float>* pImage, const float* pfRef, f
         apIn[c] = image.getChannelPtr(c)->getRowPtr(0);
     const int nPixels = image.width() * image.height();
 
-    if (tirn::referencePathForced()) {
-        for (int i = 0; i < nPixels; ++i) {
-            float fValue = 0.0f;
-            for (int c = 0; c < n; ++c) {
-                const float fDiff = pfRef[c] - *apIn[c]++;
-                fValue += fDiff * fDiff;
-            }
-            pOut[i] = fValue;
-        }
-    } else {
-        std::fill(pOut, pOut + nPixels, 0.0f);
-        for (int c = 0; c < n; ++c) {
-            const float* pIn = apIn[c];
-            const float fRef = pfRef[c];
+    const int w = image.width();
+    tirn::runKernel(
+        tirn::Visit::AnyOrder, image.height(), (long long)nPixels * std::max(n, 1),
+        [&] {
             for (int i = 0; i < nPixels; ++i) {
-                const float fDiff = fRef - pIn[i];
-                pOut[i] += fDiff * fDiff;
+                float fValue = 0.0f;
+                for (int c = 0; c < n; ++c) {
+                    const float fDiff = pfRef[c] - *apIn[c]++;
+                    fValue += fDiff * fDiff;
+                }
+                pOut[i] = fValue;
             }
-        }
-    }
+        },
+        [&](int y0, int y1) {
+            const std::size_t i0 = std::size_t(y0) * w, i1 = std::size_t(y1) * w;
+            std::fill(pOut + i0, pOut + i1, 0.0f);
+            for (int c = 0; c < n; ++c) {
+                const float* pIn = apIn[c];
+                const float fRef = pfRef[c];
+                for (std::size_t i = i0; i < i1; ++i) {
+                    const float fDiff = fRef - pIn[i];
+                    pOut[i] += fDiff * fDiff;
+                }
+            }
+        });
     result.setChannelInfo(referenceInfo("euclid_dist_to", pfRef, n).c_str(), 0);
     return result;
 }

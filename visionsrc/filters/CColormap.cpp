@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <vector>
 
-#include "filters/ReferencePath.h"
+#include "filters/RowDriver.h"
 
 namespace {
 
@@ -239,10 +239,12 @@ template <class T> void CColormap<T>::exec()
     // forgot an image gets an error instead of a crash.
     if (!pInput || !pOutput)
         throw CException("CColormap: set the input and output images before exec()!");
-    if (tirn::referencePathForced())
-        execReference();
-    else
-        execFast();
+    // A pixel whose scale writes nothing repeats the colour visited before
+    // it: the order shows, so one band.
+    const int h = pInput->height();
+    tirn::runKernel(
+        tirn::Visit::InOrder, h, (long long)pInput->width() * h, [&] { execReference(); },
+        [&](int, int) { execFast(); });
 }
 
 template <class T> void CColormap<T>::execReference()

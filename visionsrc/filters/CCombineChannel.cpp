@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "filters/ReferencePath.h"
+#include "filters/RowDriver.h"
 #include "filters/utils.h"
 
 namespace {
@@ -63,27 +63,34 @@ void CCombineChannel<T>::multiChannelOperation(const CImage<T>& src, CImage<T>& 
         if (pbMask[c])
             gathered.push_back(c);
 
-    if (tirn::referencePathForced() || int(gathered.size()) != n) {
+    auto reference = [&] {
         for (int x = 0; x < w; ++x)
             for (int y = 0; y < h; ++y) {
                 src.getFilteredPixel(x, y, pbMask, buffer.data());
                 tgt.setPixel(x, y, 0, combine(eOperation, buffer.data(), n));
             }
+    };
+    if (int(gathered.size()) != n) {
+        reference(); // carries buffer entries from pixel to pixel
         return;
     }
     // Every pixel fills the n entries itself: nothing is carried from pixel
-    // to pixel, so rows may go outermost.
-    std::vector<const T*> rows(n);
-    for (int y = 0; y < h; ++y) {
-        for (int k = 0; k < n; ++k)
-            rows[k] = src.getChannelPtr(gathered[k])->getRowPtr(y);
-        T* pOut = tgt.getChannelPtr(0)->getRowPtr(y);
-        for (int x = 0; x < w; ++x) {
-            for (int k = 0; k < n; ++k)
-                buffer[k] = rows[k][x];
-            pOut[x] = combine(eOperation, buffer.data(), n);
-        }
-    }
+    // to pixel, so rows may go outermost and bands run apart.
+    tirn::runKernel(tirn::Visit::AnyOrder, h, (long long)w * h * std::max(n, 1), reference,
+                    [&](int y0, int y1) {
+                        std::vector<T> band(buffer.size());
+                        std::vector<const T*> rows(n);
+                        for (int y = y0; y < y1; ++y) {
+                            for (int k = 0; k < n; ++k)
+                                rows[k] = src.getChannelPtr(gathered[k])->getRowPtr(y);
+                            T* pOut = tgt.getChannelPtr(0)->getRowPtr(y);
+                            for (int x = 0; x < w; ++x) {
+                                for (int k = 0; k < n; ++k)
+                                    band[k] = rows[k][x];
+                                pOut[x] = combine(eOperation, band.data(), n);
+                            }
+                        }
+                    });
 }
 
 template class CCombineChannel<unsigned char>;

@@ -5,14 +5,11 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <new>
-#include <typeinfo>
+#include <type_traits>
 
-#include "filters/CGaussFilter.h"
-#include "filters/CGenericConvolution.h"
-#include "filters/CMeanFilter.h"
-#include "filters/CSobelFilter.h"
-#include "filters/ReferencePath.h"
+#include "filters/RowDriver.h"
 #include "image/PixelTraits.h"
 
 namespace {
@@ -99,6 +96,32 @@ void CConvolution<T>::setParameters(float* pfNewMask, float fNewFactor, int iWid
     for (int j = 0; j < std::min(iSpanHeight, iHeight); ++j)
         for (int i = 0; i < std::min(iSpanWidth, iWidth); ++i)
             vfSpan[std::size_t(j) * iSpanWidth + i] = pfMask[std::size_t(j) * iWidth + i];
+    proveIntegerSums();
+}
+
+template <class T> void CConvolution<T>::proveIntegerSums()
+{
+    bIntegerExact = false;
+    bBox = false;
+    viSpan.clear();
+    if constexpr (tirn::isIntegerPixel<T>()) {
+        constexpr double dLimit = 16777216.0; // 2^24
+        const double dMaxPixel = double(std::numeric_limits<T>::max());
+        double dMagnitude = 0.0;
+        for (float w : vfSpan) {
+            if (!(std::fabs(w) < dLimit) || std::floor(w) != w)
+                return;
+            dMagnitude += std::fabs(double(w));
+        }
+        // Every partial sum is bounded by the sum of all magnitudes.
+        if (!(dMagnitude * dMaxPixel < dLimit))
+            return;
+        viSpan.assign(vfSpan.begin(), vfSpan.end());
+        bIntegerExact = true;
+        const long long llWeights = (long long)std::max(iMaskWidth, 0) * std::max(iMaskHeight, 0);
+        bBox = llWeights > 0 && std::all_of(pfMask, pfMask + llWeights,
+                                            [](float w) { return w == 1.0f; });
+    }
 }
 
 template <class T> void CConvolution<T>::requireMask() const
@@ -143,20 +166,6 @@ T CConvolution<T>::convolvSingleChannelRegion(const CImage<T>& src, int x, int y
     return finishPixel<T>(fSum, n, fFactor, false);
 }
 
-template <class T> bool CConvolution<T>::rowDriverApplies(TPixelFinish* pFinish) const
-{
-    const std::type_info& type = typeid(*this);
-    *pFinish = FINISH_NONE;
-    if (type == typeid(CSobelFilter<T>)) {
-        *pFinish = FINISH_ABS_AT_FLOAT;
-        return true;
-    }
-    // Any other class may override the per-pixel operation: it keeps the
-    // virtual call.
-    return type == typeid(CConvolution<T>) || type == typeid(CMeanFilter<T>) ||
-           type == typeid(CGaussFilter<T>) || type == typeid(CGenericConvolution<T>);
-}
-
 template <class T>
 void CConvolution<T>::singleChannelOperation(const CImage<T>& src, CImage<T>& tgt)
 {
@@ -169,33 +178,37 @@ void CConvolution<T>::singleChannelOperation(const CImage<T>& src, CImage<T>& tg
     if (src.channels() < 1 || src.pixelsPerChannel() <= 0)
         return;
 
-    TPixelFinish finish;
-    if (!tirn::referencePathForced() && rowDriverApplies(&finish)) {
-        convolveRows(src, tgt, finish);
+    auto reference = [&] {
+        for (int x = 0; x < iWidth; ++x)
+            for (int y = 0; y < iHeight; ++y)
+                tgt.setPixel(x, y, 0, convolvSingleChannelRegion(src, x, y));
+    };
+    const TPixelFinish finish = pixelFinish();
+    if (finish == FINISH_PER_PIXEL) {
+        reference();
         return;
     }
-    for (int x = 0; x < iWidth; ++x)
-        for (int y = 0; y < iHeight; ++y)
-            tgt.setPixel(x, y, 0, convolvSingleChannelRegion(src, x, y));
+    const long long llPixels = (long long)iWidth * iHeight;
+    const long long llWork = llPixels * (bBox ? 4 : std::max<long long>(vfSpan.size(), 1));
+    tirn::runKernel(tirn::Visit::AnyOrder, iHeight, llWork, reference,
+                    [&](int y0, int y1) { convolveRows(src, tgt, finish, y0, y1); });
 }
 
 // Rows outermost. Interior pixels of a row are summed together, one mask
 // position at a time across the row, so each pixel's own sum still runs
 // x offset outer, y offset inner, in single precision, as the reference does.
+// Where the sums are proven exact in integers the interior is summed that
+// way instead; the border keeps the ordered float sum (exact as well).
 template <class T>
-void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt,
-                                   TPixelFinish finish) const
+void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelFinish finish,
+                                   int y0, int y1) const
 {
     const int W = src.width(), H = src.height();
     const int rx = iHalfWidth, ry = iHalfHeight;
     const int KW = iSpanWidth, KH = iSpanHeight;
     const bool bAbs = finish == FINISH_ABS_AT_FLOAT;
-
-    std::vector<float> vfImage(std::size_t(W) * H);
     const T* pIn = src.getChannelDataPtr(0);
-    for (std::size_t k = 0; k < vfImage.size(); ++k)
-        vfImage[k] = float(pIn[k]);
-    const float* F = vfImage.data();
+    T* pOutBase = tgt.getChannelDataPtr(0);
     const float* M = vfSpan.data();
 
     auto borderPixel = [&](int x, int y) {
@@ -209,7 +222,7 @@ void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt,
                 const int yy = y - ry + j;
                 if (yy < 0 || yy >= H)
                     continue;
-                fSum += M[j * KW + i] * F[std::size_t(yy) * W + xx];
+                fSum += M[j * KW + i] * float(pIn[std::size_t(yy) * W + xx]);
                 ++n;
             }
         }
@@ -217,40 +230,148 @@ void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt,
     };
 
     // Interior columns [x0, x1): the whole span lies inside the row.
-    const int x0 = KW > 0 ? rx : 0;
+    const int x0 = KW > 0 ? std::min(rx, W) : 0;
     const int x1 = KW > 0 ? std::max(W - rx, x0) : W;
-    std::vector<float> vfAcc(std::size_t(std::max(W, 1)));
-    for (int y = 0; y < H; ++y) {
-        T* pOut = tgt.getChannelDataPtr(0) + std::size_t(y) * W;
-        const bool bInteriorRow = KH == 0 || (y - ry >= 0 && y + ry < H);
-        if (!bInteriorRow || x1 <= x0) {
-            for (int x = 0; x < W; ++x)
-                pOut[x] = borderPixel(x, y);
-            continue;
+    if (bIntegerExact && KW > 0 && KH > 0) {
+        if (bBox) {
+            boxRows(pIn, pOutBase, W, H, y0, y1);
+            return;
         }
-        for (int x = 0; x < x0; ++x)
-            pOut[x] = borderPixel(x, y);
-        float* acc = vfAcc.data();
-        std::fill(acc + x0, acc + x1, 0.0f);
-        for (int i = 0; i < KW; ++i)
-            for (int j = 0; j < KH; ++j) {
-                const float w = M[j * KW + i];
-                const float* pRow = F + std::size_t(y - ry + j) * W + (i - rx);
-                for (int x = x0; x < x1; ++x)
-                    acc[x] += w * pRow[x];
+        // Border rows and columns first, then the interior in integers.
+        for (int y = y0; y < y1; ++y) {
+            T* pOut = pOutBase + std::size_t(y) * W;
+            tirn::splitRow(y, W, H, rx, ry, [&](int x) { pOut[x] = borderPixel(x, y); },
+                           [](int, int) {});
+        }
+        const int yi0 = std::max(y0, ry), yi1 = std::min(y1, H - ry);
+        if (yi0 < yi1 && x0 < x1)
+            integerRows(pIn, pOutBase, W, H, yi0, yi1, x0, x1);
+        return;
+    }
+
+    // The source rows this band reads, widened to float once (float
+    // pixels are read where they are).
+    const int yw0 = std::max(y0 - ry, 0), yw1 = std::min(y1 + ry, H);
+    std::vector<float> vfWide;
+    if constexpr (!std::is_same<T, float>::value) {
+        vfWide.resize(std::size_t(std::max(yw1 - yw0, 0)) * W);
+        const T* p = pIn + std::size_t(yw0) * W;
+        for (std::size_t k = 0; k < vfWide.size(); ++k)
+            vfWide[k] = float(p[k]);
+    }
+    auto wideRow = [&](int yy) -> const float* {
+        if constexpr (std::is_same<T, float>::value)
+            return pIn + std::size_t(yy) * W;
+        else
+            return vfWide.data() + std::size_t(yy - yw0) * W;
+    };
+    std::vector<float> vfAcc(std::size_t(std::max(W, 1)));
+    for (int y = y0; y < y1; ++y) {
+        T* pOut = pOutBase + std::size_t(y) * W;
+        tirn::splitRow(
+            y, W, H, KW > 0 ? rx : 0, KH > 0 ? ry : 0,
+            [&](int x) { pOut[x] = borderPixel(x, y); },
+            [&](int xa, int xb) {
+                float* acc = vfAcc.data();
+                std::fill(acc + xa, acc + xb, 0.0f);
+                for (int i = 0; i < KW; ++i)
+                    for (int j = 0; j < KH; ++j) {
+                        const float w = M[j * KW + i];
+                        const float* pRow = wideRow(y - ry + j) + (i - rx + xa);
+                        float* pAcc = acc + xa;
+                        for (int x = 0; x < xb - xa; ++x)
+                            pAcc[x] += w * pRow[x];
+                    }
+                // finishPixel with the factor test hoisted out, so the loops
+                // vectorise.
+                const float fCount = float(KW * KH);
+                if (fFactor != 0.0f)
+                    for (int x = xa; x < xb; ++x)
+                        acc[x] = fFactor * acc[x];
+                else
+                    for (int x = xa; x < xb; ++x)
+                        acc[x] = acc[x] / fCount;
+                for (int x = xa; x < xb; ++x)
+                    pOut[x] = storePixel<T>(acc[x], bAbs);
+            });
+    }
+}
+
+// The interior in 32-bit integers, products skipped where the weight is 0;
+// exact by the bound proven in setParameters, so float(sum) is the float sum.
+template <class T>
+void CConvolution<T>::integerRows(const T* pIn, T* pOut, int W, int, int y0, int y1, int x0,
+                                  int x1) const
+{
+    const int rx = iHalfWidth, ry = iHalfHeight, KW = iSpanWidth, KH = iSpanHeight;
+    const float fCount = float(KW * KH);
+    std::vector<std::int32_t> viAcc(static_cast<std::size_t>(W));
+    std::int32_t* acc = viAcc.data();
+    for (int y = y0; y < y1; ++y) {
+        std::fill(acc + x0, acc + x1, 0);
+        for (int j = 0; j < KH; ++j) {
+            const T* pRow = pIn + std::size_t(y - ry + j) * W;
+            for (int i = 0; i < KW; ++i) {
+                const std::int32_t w = viSpan[std::size_t(j) * KW + i];
+                if (w == 0)
+                    continue;
+                // x0 = rx: the first column read is i, inside the row.
+                const T* p = pRow + (i - rx + x0);
+                std::int32_t* pAcc = acc + x0;
+                for (int x = 0; x < x1 - x0; ++x)
+                    pAcc[x] += w * std::int32_t(p[x]);
             }
-        // finishPixel with the factor test hoisted out, so the loops vectorise.
-        const float fCount = float(KW * KH);
+        }
+        T* pRowOut = pOut + std::size_t(y) * W;
         if (fFactor != 0.0f)
             for (int x = x0; x < x1; ++x)
-                acc[x] = fFactor * acc[x];
+                pRowOut[x] = tirn::toPixel<T>(fFactor * float(acc[x]));
         else
             for (int x = x0; x < x1; ++x)
-                acc[x] = acc[x] / fCount;
-        for (int x = x0; x < x1; ++x)
-            pOut[x] = storePixel<T>(acc[x], bAbs);
-        for (int x = x1; x < W; ++x)
-            pOut[x] = borderPixel(x, y);
+                pRowOut[x] = tirn::toPixel<T>(float(acc[x]) / fCount);
+    }
+}
+
+// Box sums of every pixel of rows [y0, y1), border included: a column sum
+// per x over the rows of the window that lie inside the image slides down
+// the rows, and a prefix sum over it gives any run of columns. Exact
+// integers (see proveIntegerSums), so the order of the additions does not
+// show. The box is the stored mask, which for an even size is one column
+// and row short of the span; the divisor counts the span's positions inside
+// the image, as in the reference.
+template <class T> void CConvolution<T>::boxRows(const T* pIn, T* pOut, int W, int H, int y0, int y1) const
+{
+    const int rx = iHalfWidth, ry = iHalfHeight;
+    const int bw = std::min(iMaskWidth, iSpanWidth), bh = std::min(iMaskHeight, iSpanHeight);
+    const int sw = iSpanWidth, sh = iSpanHeight;
+    std::vector<std::int32_t> viColumns(static_cast<std::size_t>(W), 0);
+    std::vector<std::int64_t> viPrefix(static_cast<std::size_t>(W) + 1, 0);
+    std::int32_t* col = viColumns.data();
+    std::int64_t* prefix = viPrefix.data();
+    auto addRow = [&](int yy, std::int32_t iSign) {
+        if (yy < 0 || yy >= H)
+            return;
+        const T* pRow = pIn + std::size_t(yy) * W;
+        for (int x = 0; x < W; ++x)
+            col[x] += iSign * std::int32_t(pRow[x]);
+    };
+    for (int j = 0; j < bh; ++j)
+        addRow(y0 - ry + j, 1);
+    for (int y = y0; y < y1; ++y) {
+        if (y > y0) {
+            addRow(y - ry + bh - 1, 1);
+            addRow(y - 1 - ry, -1);
+        }
+        for (int x = 0; x < W; ++x)
+            prefix[x + 1] = prefix[x] + col[x];
+        const int iRowsIn = std::min(y - ry + sh, H) - std::max(y - ry, 0);
+        T* pRowOut = pOut + std::size_t(y) * W;
+        for (int x = 0; x < W; ++x) {
+            const int xa = std::max(x - rx, 0);
+            const float fSum = float(prefix[std::min(x - rx + bw, W)] - prefix[std::min(xa, W)]);
+            const int n = (std::min(x - rx + sw, W) - xa) * iRowsIn;
+            pRowOut[x] = tirn::toPixel<T>(fFactor != 0.0f ? fFactor * fSum : fSum / float(n));
+        }
     }
 }
 

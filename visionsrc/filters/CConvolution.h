@@ -54,14 +54,18 @@ protected:
     int iHalfHeight;
     bool bMMX;
 
-    // The filter's own post-step on a pixel: the Sobel filter takes the
-    // absolute value at depth 32. Used by the row driver, which skips the
-    // per-pixel virtual call only for the library's own filter classes.
+    // What a subclass's convolvSingleChannelRegion adds to the plain sum, so
+    // the row kernel can do the same without a virtual call per pixel: the
+    // Sobel filter takes the absolute value at depth 32. A subclass that
+    // refines the per-pixel operation in any other way returns
+    // FINISH_PER_PIXEL and keeps its own call for every pixel.
     enum TPixelFinish
     {
         FINISH_NONE,
-        FINISH_ABS_AT_FLOAT
+        FINISH_ABS_AT_FLOAT,
+        FINISH_PER_PIXEL
     };
+    virtual TPixelFinish pixelFinish() const { return FINISH_NONE; }
 
 private:
     // The neighbourhood spans (2rx+1) x (2ry+1) positions, one more than an
@@ -71,9 +75,23 @@ private:
     int iSpanWidth = 0;
     int iSpanHeight = 0;
 
+    // Set by setParameters when every weight of the span is an integer and
+    // the sum of their magnitudes times the largest pixel stays below 2^24:
+    // then every product and partial sum is an integer that float holds
+    // exactly, and the sum is the same in any order and any integer type.
+    // Never at depth 32.
+    bool bIntegerExact = false;
+    // All weights of the stored mask are 1 (the mean filter's box): with
+    // bIntegerExact, running sums give every sum, border included, in O(1).
+    bool bBox = false;
+    std::vector<int> viSpan;
+
     void requireMask() const;
-    bool rowDriverApplies(TPixelFinish* pFinish) const;
-    void convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelFinish finish) const;
+    void proveIntegerSums();
+    void convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelFinish finish, int y0,
+                      int y1) const;
+    void integerRows(const T* pIn, T* pOut, int W, int H, int y0, int y1, int x0, int x1) const;
+    void boxRows(const T* pIn, T* pOut, int W, int H, int y0, int y1) const;
 
     CConvolution(const CConvolution&) = delete;
     CConvolution& operator=(const CConvolution&) = delete;

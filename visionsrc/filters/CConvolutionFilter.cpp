@@ -13,7 +13,7 @@
 #include <emmintrin.h>
 #endif
 
-#include "filters/ReferencePath.h"
+#include "filters/RowDriver.h"
 
 namespace {
 
@@ -185,26 +185,29 @@ void CConvolutionFilter<T>::convolveReference(const CImage<T>& src, CImage<T>& t
 // pad_j[x + i]; the per-pixel sums run over (j, i) in mask order.
 template <class T>
 void CConvolutionFilter<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, int ch,
-                                         const float* pfWeights)
+                                         const float* pfWeights, int y0, int y1) const
 {
     using Acc = Accumulator<T>;
     const int w = src.width(), h = src.height(), r = (iSize - 1) / 2;
     if (w < 1 || h < 1 || iSize < 1)
         return; // the target channel is already zero
+    // Only the source rows this band's windows reach.
+    const int yFirst = clip2range(0, y0 - r, h - 1);
+    const int yLast = clip2range(0, y1 - 1 - r + iSize - 1, h - 1);
     const int iPadded = w + iSize - 1;
-    std::vector<float> padded(std::size_t(iPadded) * h);
-    for (int y = 0; y < h; ++y) {
+    std::vector<float> padded(std::size_t(iPadded) * (yLast - yFirst + 1));
+    for (int y = yFirst; y <= yLast; ++y) {
         const T* pRow = src.getChannelPtr(ch)->getRowPtr(y);
-        float* pPad = padded.data() + std::size_t(iPadded) * y;
+        float* pPad = padded.data() + std::size_t(iPadded) * (y - yFirst);
         for (int k = 0; k < iPadded; ++k)
             pPad[k] = float(pRow[clip2range(0, k - r, w - 1)]);
     }
     std::vector<typename Acc::Type> sums(w);
-    for (int y = 0; y < h; ++y) {
+    for (int y = y0; y < y1; ++y) {
         std::fill(sums.begin(), sums.end(), typename Acc::Type(0));
         for (int j = 0; j < iSize; ++j) {
             const int yy = clip2range(0, y - r + j, h - 1);
-            const float* pPad = padded.data() + std::size_t(iPadded) * yy;
+            const float* pPad = padded.data() + std::size_t(iPadded) * (yy - yFirst);
             const float* pfRow = pfWeights + std::size_t(iSize) * j;
             for (int i = 0; i < iSize; ++i)
                 accumulateTerms<T>(sums.data(), pPad + i, pfRow[i], w);
@@ -230,7 +233,6 @@ template <class T> void CConvolutionFilter<T>::exec(const CImage<T>* pSrc, CImag
     const float* pfWeights = mask();
     if (!pfWeights && iSize > 0)
         throw CException("CConvolutionFilter: no mask to convolve with!");
-    const bool bReference = tirn::referencePathForced();
     for (int c = 0; c < n; ++c) {
         // Row 0 through the checked access: a height of 0 ends the process.
         T* pOut = tgt.getChannelPtr(c)->getRowPtr(0);
@@ -238,11 +240,15 @@ template <class T> void CConvolutionFilter<T>::exec(const CImage<T>* pSrc, CImag
         if (pOut)
             std::memset(pOut, 0, sizeof(T) * std::size_t(w) * h);
         // A channel that is its own target (in place, or shared) reads the
-        // sums as they are written; only the reference walk does that.
-        if (bReference || pIn == pOut)
+        // sums as they are written: that walk is the result.
+        if (pIn == pOut) {
             convolveReference(src, tgt, c, pfWeights);
-        else
-            convolveRows(src, tgt, c, pfWeights);
+            continue;
+        }
+        tirn::runKernel(
+            tirn::Visit::AnyOrder, h, (long long)w * h * std::max(iSize, 1),
+            [&] { convolveReference(src, tgt, c, pfWeights); },
+            [&](int y0, int y1) { convolveRows(src, tgt, c, pfWeights, y0, y1); });
     }
 }
 

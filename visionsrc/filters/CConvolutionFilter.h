@@ -61,7 +61,8 @@ public:
 
 private:
     void convolveReference(const CImage<T>& src, CImage<T>& tgt, int c, const float* pfWeights);
-    void convolveRows(const CImage<T>& src, CImage<T>& tgt, int c, const float* pfWeights);
+    void convolveRows(const CImage<T>& src, CImage<T>& tgt, int c, const float* pfWeights,
+                      int y0, int y1) const;
 
     std::vector<float> ownMask;
 };

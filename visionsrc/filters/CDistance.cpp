@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "filters/ReferencePath.h"
+#include "filters/RowDriver.h"
 
 namespace {
 
@@ -60,17 +60,20 @@ void CDistance<T>::multiChannelOperation(const CImage<T>& src, CImage<T>& tgt)
     }
     std::vector<T> ref(n);
     src.getPixel(0, 0, ref.data());
-    if (tirn::referencePathForced()) {
-        for (int x = 0; x < w; ++x)
-            for (int y = 0; y < h; ++y) {
-                float fSum = 0.0f;
-                for (int c = 0; c < n; ++c)
-                    fSum += squaredDifference(ref[c], src.getPixel(x, y, c));
-                tgt.setPixel(x, y, 0, distanceValue<T>(fSum, n));
-            }
-    } else {
+    tirn::runKernel(
+        tirn::Visit::AnyOrder, h, (long long)w * h * std::max(n, 1),
+        [&] {
+            for (int x = 0; x < w; ++x)
+                for (int y = 0; y < h; ++y) {
+                    float fSum = 0.0f;
+                    for (int c = 0; c < n; ++c)
+                        fSum += squaredDifference(ref[c], src.getPixel(x, y, c));
+                    tgt.setPixel(x, y, 0, distanceValue<T>(fSum, n));
+                }
+        },
+        [&](int y0, int y1) {
         std::vector<float> sums(w);
-        for (int y = 0; y < h; ++y) {
+        for (int y = y0; y < y1; ++y) {
             std::fill(sums.begin(), sums.end(), 0.0f);
             for (int c = 0; c < n; ++c) {
                 const T* pIn = src.getChannelPtr(c)->getRowPtr(y);
@@ -82,7 +85,7 @@ void CDistance<T>::multiChannelOperation(const CImage<T>& src, CImage<T>& tgt)
             for (int x = 0; x < w; ++x)
                 pOut[x] = distanceValue<T>(sums[x], n);
         }
-    }
+        });
     tgt.setChannelInfo(distanceInfo(ref).c_str(), 0);
 }
 

@@ -7,7 +7,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "filters/ReferencePath.h"
+#include "filters/RowDriver.h"
 
 namespace {
 
@@ -81,9 +81,10 @@ void convertGroupReference(const CImage<T>& src, CImage<T>& tgt, int c0, Convert
 // A pixel depends only on the same pixel of the source, so rows may go
 // outermost.
 template <class T, class Convert>
-void convertGroupRows(const CImage<T>& src, CImage<T>& tgt, int c0, Convert convert)
+void convertGroupRows(const CImage<T>& src, CImage<T>& tgt, int c0, Convert convert, int y0,
+                      int y1)
 {
-    for (int y = 0; y < src.height(); ++y) {
+    for (int y = y0; y < y1; ++y) {
         const T* p0 = src.getChannelPtr(c0)->getRowPtr(y);
         const T* p1 = src.getChannelPtr(c0 + 1)->getRowPtr(y);
         const T* p2 = src.getChannelPtr(c0 + 2)->getRowPtr(y);
@@ -103,13 +104,20 @@ void convertGroupRows(const CImage<T>& src, CImage<T>& tgt, int c0, Convert conv
 template <class T, class Convert>
 void convertGroups(const CImage<T>& src, CImage<T>& tgt, Convert convert)
 {
-    const bool bReference = tirn::referencePathForced();
     const int nGroups = src.channels() / 3;
+    const int w = src.width(), h = src.height();
     for (int iGroup = 0; iGroup < nGroups; ++iGroup) {
-        if (bReference)
-            convertGroupReference(src, tgt, 3 * iGroup, convert);
-        else
-            convertGroupRows(src, tgt, 3 * iGroup, convert);
+        const int c0 = 3 * iGroup;
+        // Used in place, a pixel reads only what it writes itself; the order
+        // is kept all the same, so nothing depends on that.
+        bool bShared = false;
+        for (int k = 0; k < 3 && w > 0 && h > 0; ++k)
+            for (int m = 0; m < 3; ++m)
+                bShared = bShared || src.getChannelDataPtr(c0 + k) == tgt.getChannelDataPtr(c0 + m);
+        tirn::runKernel(
+            bShared ? tirn::Visit::InOrder : tirn::Visit::AnyOrder, h, (long long)w * h,
+            [&] { convertGroupReference(src, tgt, c0, convert); },
+            [&](int y0, int y1) { convertGroupRows(src, tgt, c0, convert, y0, y1); });
     }
 }
 

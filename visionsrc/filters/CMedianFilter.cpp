@@ -1,11 +1,13 @@
 #include "filters/CMedianFilter.h"
 
+#include <type_traits>
 #include <vector>
 
 #include "filters/RankNetwork3x3.h"
+#include "filters/RankNetworkFloat.h"
 #include "filters/RankWindow.h"
 #include "filters/SlidingHistogram.h"
-#include "filters/ReferencePath.h"
+#include "filters/RowDriver.h"
 #include "filters/utils.h"
 
 template <class T> void CMedianFilter<T>::setParameters(float* p)
@@ -38,14 +40,15 @@ void CMedianFilter<T>::singleChannelOperation(const CImage<T>& src, CImage<T>& t
 {
     const int h = tirn::rankHalfSide(iSize, "CMedianFilter");
     tirn::runRankChannel(
-        src, tgt, h, pfBuffer, [&] { filterRows(src, tgt, h); },
+        src, tgt, h, pfBuffer, [&](int y0, int y1) { filterRows(src, tgt, h, y0, y1); },
         [&](int x, int y) { return scanSingleChannelRegion(src, x, y); });
 }
 
 // Rows outermost, straight from the channel's storage; the window is
 // collected in the reference's order so the same value is selected.
 template <class T>
-void CMedianFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h) const
+void CMedianFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h, int y0,
+                                  int y1) const
 {
     const int W = src.width(), H = src.height();
     std::vector<float> vfBuffer(tirn::rankBufferLength(h));
@@ -54,7 +57,7 @@ void CMedianFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h) c
     if constexpr (tirn::isIntegerPixel<T>()) {
         if (tirn::preferHistogram<T>(h)) {
             tirn::SlidingHistogram<T> histogram;
-            for (int y = 0; y < H; ++y) {
+            for (int y = y0; y < y1; ++y) {
                 T* pRow = pOut + std::size_t(y) * W;
                 histogram.slideRow(pIn, W, std::max(y - h, 0), std::min(y + h, H - 1), h, 0, W,
                                    [&](int x, int n) { pRow[x] = histogram.kth((n + 1) / 2 - 1); });
@@ -66,7 +69,28 @@ void CMedianFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h) c
         const int n = tirn::gatherWindow(pIn, W, H, x, y, h, vfBuffer.data());
         return n == 0 ? T(0) : tirn::toPixel<T>(median(vfBuffer.data(), n));
     };
-    for (int y = 0; y < H; ++y) {
+    if constexpr (std::is_same<T, float>::value) {
+        // Complete windows up to 5x5 through the network; the windows it
+        // cannot decide, and the border, collected as in the reference.
+        if (h == 1 || h == 2) {
+            tirn::RankNetworkFloat network;
+            std::vector<unsigned char> vFlags(static_cast<std::size_t>(W));
+            const int k = ((2 * h + 1) * (2 * h + 1) + 1) / 2 - 1;
+            for (int y = y0; y < y1; ++y) {
+                T* pRow = pOut + std::size_t(y) * W;
+                tirn::splitRow(
+                    y, W, H, h, h, [&](int x) { pRow[x] = collected(x, y); },
+                    [&](int xa, int xb) {
+                        network.row(pIn, W, y, h, k, xa, xb, pRow, vFlags.data());
+                        for (int x = xa; x < xb; ++x)
+                            if (vFlags[x])
+                                pRow[x] = collected(x, y);
+                    });
+            }
+            return;
+        }
+    }
+    for (int y = y0; y < y1; ++y) {
         T* pRow = pOut + std::size_t(y) * W;
         if constexpr (tirn::isIntegerPixel<T>()) {
             // Complete 3x3 windows: the middle (5th) of nine values.

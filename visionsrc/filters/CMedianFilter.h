@@ -29,7 +29,7 @@ protected:
     float* pfBuffer;
 
 private:
-    void filterRows(const CImage<T>& src, CImage<T>& tgt, int h) const;
+    void filterRows(const CImage<T>& src, CImage<T>& tgt, int h, int y0, int y1) const;
     CMedianFilter(const CMedianFilter&) = delete;
     CMedianFilter& operator=(const CMedianFilter&) = delete;
 };

@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <type_traits>
 
-#include "filters/ReferencePath.h"
+#include "filters/RowDriver.h"
 
 namespace {
 
@@ -35,17 +35,20 @@ void CNormalizeRGB<T>::multiChannelOperation(const CImage<T>& src, CImage<T>& tg
         std::printf("NormalizeRGB needs 3 channels (R, G and B), got %d!\n", src.channels());
         return;
     }
-    if (tirn::referencePathForced()) {
-        for (int x = 0; x < w; ++x)
-            for (int y = 0; y < h; ++y) {
-                T nr, ng;
-                chromaticities(src.getPixel(x, y, 0), src.getPixel(x, y, 1),
-                               src.getPixel(x, y, 2), nr, ng);
-                tgt.setPixel(x, y, 0, nr);
-                tgt.setPixel(x, y, 1, ng);
-            }
-    } else {
-        for (int y = 0; y < h; ++y) {
+    tirn::runKernel(
+        tirn::Visit::AnyOrder, h, (long long)w * h,
+        [&] {
+            for (int x = 0; x < w; ++x)
+                for (int y = 0; y < h; ++y) {
+                    T nr, ng;
+                    chromaticities(src.getPixel(x, y, 0), src.getPixel(x, y, 1),
+                                   src.getPixel(x, y, 2), nr, ng);
+                    tgt.setPixel(x, y, 0, nr);
+                    tgt.setPixel(x, y, 1, ng);
+                }
+        },
+        [&](int y0, int y1) {
+        for (int y = y0; y < y1; ++y) {
             const T* pR = src.getChannelPtr(0)->getRowPtr(y);
             const T* pG = src.getChannelPtr(1)->getRowPtr(y);
             const T* pB = src.getChannelPtr(2)->getRowPtr(y);
@@ -54,7 +57,7 @@ void CNormalizeRGB<T>::multiChannelOperation(const CImage<T>& src, CImage<T>& tg
             for (int x = 0; x < w; ++x)
                 chromaticities(pR[x], pG[x], pB[x], pNr[x], pNg[x]);
         }
-    }
+        });
     tgt.setChannelInfo("normed_r", 0);
     tgt.setChannelInfo("normed_g", 1);
     tgt.setName(src.getName());

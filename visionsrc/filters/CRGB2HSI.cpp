@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "filters/ReferencePath.h"
+#include "filters/RowDriver.h"
 
 namespace {
 
@@ -29,18 +29,22 @@ void CRGB2HSI<T>::multiChannelOperation(const CImage<T>& src, CImage<T>& tgt)
         std::printf("RGB2HSI needs 3 channels (R, G and B), got %d!\n", src.channels());
         return;
     }
-    if (tirn::referencePathForced()) {
-        for (int x = 0; x < w; ++x)
-            for (int y = 0; y < h; ++y) {
-                float s, i;
-                saturationIntensity(float(src.getPixel(x, y, 0)), float(src.getPixel(x, y, 1)),
-                                    float(src.getPixel(x, y, 2)), s, i);
-                tgt.setPixel(x, y, 2, tirn::toPixel<T>(i));
-                tgt.setPixel(x, y, 1, tirn::toPixel<T>(s));
-                tgt.setPixel(x, y, 0, T(0));
-            }
-    } else {
-        for (int y = 0; y < h; ++y) {
+    tirn::runKernel(
+        tirn::Visit::AnyOrder, h, (long long)w * h,
+        [&] {
+            for (int x = 0; x < w; ++x)
+                for (int y = 0; y < h; ++y) {
+                    float s, i;
+                    saturationIntensity(float(src.getPixel(x, y, 0)),
+                                        float(src.getPixel(x, y, 1)),
+                                        float(src.getPixel(x, y, 2)), s, i);
+                    tgt.setPixel(x, y, 2, tirn::toPixel<T>(i));
+                    tgt.setPixel(x, y, 1, tirn::toPixel<T>(s));
+                    tgt.setPixel(x, y, 0, T(0));
+                }
+        },
+        [&](int y0, int y1) {
+        for (int y = y0; y < y1; ++y) {
             const T* pR = src.getChannelPtr(0)->getRowPtr(y);
             const T* pG = src.getChannelPtr(1)->getRowPtr(y);
             const T* pB = src.getChannelPtr(2)->getRowPtr(y);
@@ -55,7 +59,7 @@ void CRGB2HSI<T>::multiChannelOperation(const CImage<T>& src, CImage<T>& tgt)
                 pH[x] = T(0);
             }
         }
-    }
+        });
     tgt.setChannelInfo("Hue(empty)", 0);
     tgt.setChannelInfo("Saturation", 1);
     tgt.setChannelInfo("Intensity", 2);

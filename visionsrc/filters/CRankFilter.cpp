@@ -5,7 +5,7 @@
 #include "filters/RankNetwork3x3.h"
 #include "filters/RankWindow.h"
 #include "filters/SlidingHistogram.h"
-#include "filters/ReferencePath.h"
+#include "filters/RowDriver.h"
 #include "filters/utils.h"
 
 template <class T> void CRankFilter<T>::setParameters(float* p)
@@ -47,14 +47,15 @@ void CRankFilter<T>::singleChannelOperation(const CImage<T>& src, CImage<T>& tgt
 {
     const int h = tirn::rankHalfSide(iSize, "CRankFilter");
     tirn::runRankChannel(
-        src, tgt, h, ptBuffer, [&] { filterRows(src, tgt, h); },
+        src, tgt, h, ptBuffer, [&](int y0, int y1) { filterRows(src, tgt, h, y0, y1); },
         [&](int x, int y) { return scanSingleChannelRegion(src, x, y); });
 }
 
 // Rows outermost; incomplete windows are decided from their size alone and
 // only complete ones are collected (in the reference's order).
 template <class T>
-void CRankFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h) const
+void CRankFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h, int y0,
+                                  int y1) const
 {
     const int W = src.width(), H = src.height();
     std::vector<T> vBuffer(tirn::rankBufferLength(h));
@@ -64,11 +65,12 @@ void CRankFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h) con
     if constexpr (tirn::isIntegerPixel<T>()) {
         // Only complete windows are ranked: odd sizes, away from the border.
         if (tirn::preferHistogram<T>(h) && 2 * h + 1 == iSize) {
-            std::copy(pIn, pIn + std::size_t(W) * H, pOut);
+            std::copy(pIn + std::size_t(y0) * W, pIn + std::size_t(y1) * W,
+                      pOut + std::size_t(y0) * W);
             if (W <= 2 * h)
                 return;
             tirn::SlidingHistogram<T> histogram;
-            for (int y = h; y < H - h; ++y) {
+            for (int y = std::max(y0, h); y < std::min(y1, H - h); ++y) {
                 T* pRow = pOut + std::size_t(y) * W;
                 histogram.slideRow(pIn, W, y - h, y + h, h, h, W - h, [&](int x, int n) {
                     pRow[x] = histogram.kth(std::min(std::max(iRank, 0), n - 1));
@@ -77,10 +79,11 @@ void CRankFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h) con
             return;
         }
         if (iSize == 3) {
-            std::copy(pIn, pIn + std::size_t(W) * H, pOut);
+            std::copy(pIn + std::size_t(y0) * W, pIn + std::size_t(y1) * W,
+                      pOut + std::size_t(y0) * W);
             if (W < 3)
                 return;
-            for (int y = 1; y + 1 < H; ++y) {
+            for (int y = std::max(y0, 1); y < std::min(y1, H - 1); ++y) {
                 const T* pCentre = pIn + std::size_t(y) * W;
                 tirn::rank3x3Row(pCentre - W, pCentre, pCentre + W, W, iRank,
                                  pOut + std::size_t(y) * W);
@@ -88,7 +91,7 @@ void CRankFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h) con
             return;
         }
     }
-    for (int y = 0; y < H; ++y)
+    for (int y = y0; y < y1; ++y)
         for (int x = 0; x < W; ++x) {
             const std::size_t k = std::size_t(y) * W + x;
             const int n = tirn::windowCount(W, H, x, y, h);

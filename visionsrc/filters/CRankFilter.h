@@ -35,7 +35,7 @@ protected:
 
 private:
     bool bRankSet;
-    void filterRows(const CImage<T>& src, CImage<T>& tgt, int h) const;
+    void filterRows(const CImage<T>& src, CImage<T>& tgt, int h, int y0, int y1) const;
     CRankFilter(const CRankFilter&) = delete;
     CRankFilter& operator=(const CRankFilter&) = delete;
 };

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "filters/CMeanFilter.h"
-#include "filters/ReferencePath.h"
+#include "filters/RowDriver.h"
 
 namespace {
 
@@ -43,18 +43,22 @@ void CShadingFilter<T>::singleChannelOperation(const CImage<T>& src, CImage<T>& 
         return;
 
     const int w = src.width(), h = src.height();
-    if (tirn::referencePathForced()) {
-        for (int x = 0; x < w; ++x)
-            for (int y = 0; y < h; ++y)
-                tgt.setPixel(x, y, 0, difference(src.getPixel(x, y, 0), tgt.getPixel(x, y, 0)));
-        return;
-    }
-    for (int y = 0; y < h; ++y) {
-        const T* pIn = src.getChannelPtr(0)->getRowPtr(y);
-        T* pOut = tgt.getChannelPtr(0)->getRowPtr(y);
-        for (int x = 0; x < w; ++x)
-            pOut[x] = difference(pIn[x], pOut[x]);
-    }
+    tirn::runKernel(
+        tirn::Visit::AnyOrder, h, (long long)w * h,
+        [&] {
+            for (int x = 0; x < w; ++x)
+                for (int y = 0; y < h; ++y)
+                    tgt.setPixel(x, y, 0,
+                                 difference(src.getPixel(x, y, 0), tgt.getPixel(x, y, 0)));
+        },
+        [&](int y0, int y1) {
+            for (int y = y0; y < y1; ++y) {
+                const T* pIn = src.getChannelPtr(0)->getRowPtr(y);
+                T* pOut = tgt.getChannelPtr(0)->getRowPtr(y);
+                for (int x = 0; x < w; ++x)
+                    pOut[x] = difference(pIn[x], pOut[x]);
+            }
+        });
 }
 
 template class CShadingFilter<unsigned char>;

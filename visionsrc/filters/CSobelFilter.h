@@ -30,6 +30,12 @@ public:
     // the already wrapped value, so -5 stays 251 at depth 8.
     T convolvSingleChannelRegion(const CImage<T>& src, int x, int y) override;
 
+protected:
+    typename CConvolution<T>::TPixelFinish pixelFinish() const override
+    {
+        return CConvolution<T>::FINISH_ABS_AT_FLOAT;
+    }
+
 private:
     TDirection eDirection;
 };

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "filters/ReferencePath.h"
+#include "filters/RowDriver.h"
 
 template <class T>
 void CThreshold<T>::multiChannelOperation(const CImage<T>& src, CImage<T>& tgt)
@@ -26,18 +26,24 @@ void CThreshold<T>::multiChannelOperation(const CImage<T>& src, CImage<T>& tgt)
     const T low = src.getPixel(0, 1, 0);
     const T high = src.getPixel(1, 0, 0);
     // "threshold >= p" is false for a NaN on either side: NaN gives high.
-    if (tirn::referencePathForced()) {
-        for (int x = 0; x < w; ++x)
-            for (int y = 0; y < h; ++y)
-                tgt.setPixel(x, y, 0, threshold >= src.getPixel(x, y, 0) ? low : high);
-    } else {
-        for (int y = 0; y < h; ++y) {
-            const T* pIn = src.getChannelPtr(0)->getRowPtr(y);
-            T* pOut = tgt.getChannelPtr(0)->getRowPtr(y);
+    tirn::runKernel(
+        tirn::Visit::AnyOrder, h, (long long)w * h,
+        [&] {
             for (int x = 0; x < w; ++x)
-                pOut[x] = threshold >= pIn[x] ? low : high;
-        }
-    }
+                for (int y = 0; y < h; ++y)
+                    tgt.setPixel(x, y, 0, threshold >= src.getPixel(x, y, 0) ? low : high);
+        },
+        [&](int y0, int y1) {
+            // Local copies: the stores cannot change them, so the loop
+            // vectorises.
+            const T t = threshold, lo = low, hi = high;
+            for (int y = y0; y < y1; ++y) {
+                const T* pIn = src.getChannelPtr(0)->getRowPtr(y);
+                T* pOut = tgt.getChannelPtr(0)->getRowPtr(y);
+                for (int x = 0; x < w; ++x)
+                    pOut[x] = t >= pIn[x] ? lo : hi;
+            }
+        });
     char acInfo[100];
     std::snprintf(acInfo, sizeof acInfo, "Pixel<%f", double(threshold));
     tgt.setChannelInfo(acInfo, 0);

@@ -5,9 +5,10 @@
 #include <cstring>
 #include <iostream>
 #include <new>
+#include <vector>
 
 #include "filters/RankNetwork3x3.h"
-#include "filters/ReferencePath.h"
+#include "filters/RowDriver.h"
 #include "filters/SlidingHistogram.h"
 #include "filters/utils.h"
 
@@ -54,15 +55,15 @@ template <class T> void CsimpleMedian<T>::exec(const CImage<T>* pSrc, CImage<T>*
         delete[] pScratch;
         return;
     }
-    const bool bReference = tirn::referencePathForced();
     for (int c = 0; c < pSrc->channels(); ++c) {
-        if (W > 0 && H > 0) {
-            if (bReference)
-                filterChannelReference(*pSrc, *pTgt, c, pScratch, N);
-            else
-                filterChannel(pSrc->getChannelDataPtr(c), pTgt->getChannelDataPtr(c), W, H,
-                              pScratch, N);
-        }
+        if (W > 0 && H > 0)
+            tirn::runKernel(
+                tirn::Visit::AnyOrder, H, (long long)W * H * std::min<long long>(N, 64),
+                [&] { filterChannelReference(*pSrc, *pTgt, c, pScratch, N); },
+                [&](int y0, int y1) {
+                    filterChannel(pSrc->getChannelDataPtr(c), pTgt->getChannelDataPtr(c), W, H,
+                                  N, y0, y1);
+                });
         pTgt->setChannelInfo(pSrc->getChannelInfo(c), c);
     }
     pTgt->setName(pSrc->getName());
@@ -99,23 +100,27 @@ void CsimpleMedian<T>::filterChannelReference(const CImage<T>& src, CImage<T>& t
 // window is copied row by row, as the reference does, so the same element is
 // selected.
 template <class T>
-void CsimpleMedian<T>::filterChannel(const T* pIn, T* pOut, int W, int H, T* pScratch,
-                                     int N) const
+void CsimpleMedian<T>::filterChannel(const T* pIn, T* pOut, int W, int H, int N, int y0,
+                                     int y1) const
 {
     const int r = iRadius;
+    T* pBand = pOut + std::size_t(y0) * W;
+    const std::size_t nBand = std::size_t(y1 - y0) * W;
     if (r <= 0) { // exec refuses negative radii
-        std::memcpy(pOut, pIn, sizeof(T) * std::size_t(W) * H);
+        std::memcpy(pBand, pIn + std::size_t(y0) * W, sizeof(T) * nBand);
         return;
     }
     const int k = N / 2 - 1;
     const int iSide = 2 * r + 1;
+    // Rows of this band whose window lies inside the image.
+    const int rowBegin = std::max(y0, r), rowEnd = std::min(y1, H - r);
     if constexpr (tirn::isIntegerPixel<T>()) {
         if (tirn::preferHistogram<T>(r)) {
-            std::fill(pOut, pOut + std::size_t(W) * H, T(0));
+            std::fill(pBand, pBand + nBand, T(0));
             if (W <= 2 * r)
                 return;
             tirn::SlidingHistogram<T> histogram;
-            for (int row = r; row < H - r; ++row) {
+            for (int row = rowBegin; row < rowEnd; ++row) {
                 T* pRowOut = pOut + std::size_t(row) * W;
                 histogram.slideRow(pIn, W, row - r, row + r, r, r, W - r,
                                    [&](int col, int) { pRowOut[col] = histogram.kth(k); });
@@ -123,10 +128,10 @@ void CsimpleMedian<T>::filterChannel(const T* pIn, T* pOut, int W, int H, T* pSc
             return;
         }
         if (r == 1) {
-            std::fill(pOut, pOut + std::size_t(W) * H, T(0));
+            std::fill(pBand, pBand + nBand, T(0));
             if (W < 3)
                 return;
-            for (int row = 1; row + 1 < H; ++row) {
+            for (int row = rowBegin; row < rowEnd; ++row) {
                 const T* pCentre = pIn + std::size_t(row) * W;
                 T* pRowOut = pOut + std::size_t(row) * W;
                 tirn::rank3x3Row(pCentre - W, pCentre, pCentre + W, W, k, pRowOut);
@@ -134,7 +139,9 @@ void CsimpleMedian<T>::filterChannel(const T* pIn, T* pOut, int W, int H, T* pSc
             return;
         }
     }
-    for (int row = 0; row < H; ++row) {
+    std::vector<T> scratch(static_cast<std::size_t>(N));
+    T* pScratch = scratch.data();
+    for (int row = y0; row < y1; ++row) {
         T* pRowOut = pOut + std::size_t(row) * W;
         if (row < r || row >= H - r || W <= 2 * r) {
             std::fill(pRowOut, pRowOut + W, T(0));

@@ -27,7 +27,7 @@ public:
 private:
     int iRadius;
 
-    void filterChannel(const T* pIn, T* pOut, int W, int H, T* pScratch, int N) const;
+    void filterChannel(const T* pIn, T* pOut, int W, int H, int N, int y0, int y1) const;
     void filterChannelReference(const CImage<T>& src, CImage<T>& tgt, int c, T* pScratch,
                                 int N) const;
 };

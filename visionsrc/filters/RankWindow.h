@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 
-#include "filters/ReferencePath.h"
+#include "filters/RowDriver.h"
 #include "image/CImage.h"
 
 namespace tirn {
@@ -54,9 +54,11 @@ inline int windowCount(int iWidth, int iHeight, int x, int y, int h)
 }
 
 // The common channel driver of the rank filters: the target takes the
-// source's size and is cleared; then either the row-wise fast path runs, or
-// the reference walk (x outer, y inner) with a scratch window buffer that the
-// filter owns only for the duration of the walk.
+// source's size and is cleared; then the kernel layer runs either the row
+// kernel fastRows(y0, y1) on bands, or the reference walk (x outer, y inner)
+// with a scratch window buffer that the filter owns only for the duration of
+// the walk. Each window is collected in the reference's order, so a NaN
+// lands where it would there; which pixel is visited first does not show.
 template <class T, class E, class FastRows, class ScanPixel>
 void runRankChannel(const CImage<T>& src, CImage<T>& tgt, int h, E*& pBuffer,
                     FastRows fastRows, ScanPixel scanPixel)
@@ -67,17 +69,19 @@ void runRankChannel(const CImage<T>& src, CImage<T>& tgt, int h, E*& pBuffer,
     tgt.clear(0);
     if (src.channels() < 1 || src.pixelsPerChannel() <= 0)
         return;
-    if (!referencePathForced()) {
-        fastRows();
-        return;
-    }
-    delete[] pBuffer;
-    pBuffer = new E[rankBufferLength(h)];
-    for (int x = 0; x < iWidth; ++x)
-        for (int y = 0; y < iHeight; ++y)
-            tgt.setPixel(x, y, 0, scanPixel(x, y));
-    delete[] pBuffer;
-    pBuffer = nullptr;
+    const long long llWindow = (long long)rankBufferLength(h);
+    runKernel(
+        Visit::AnyOrder, iHeight, (long long)iWidth * iHeight * std::min(llWindow, 64LL),
+        [&] {
+            delete[] pBuffer;
+            pBuffer = new E[rankBufferLength(h)];
+            for (int x = 0; x < iWidth; ++x)
+                for (int y = 0; y < iHeight; ++y)
+                    tgt.setPixel(x, y, 0, scanPixel(x, y));
+            delete[] pBuffer;
+            pBuffer = nullptr;
+        },
+        fastRows);
 }
 
 } // namespace tirn

@@ -1,3 +1,4 @@
+#include <cstddef>
 #include "image/CImage.h"
 
 #include <algorithm>
@@ -43,6 +44,14 @@ CImage<Type>::CImage(int iWidth_, int iHeight_, int iChannels_)
     std::memset(acName, 0, sizeof acName);
     std::strcpy(acName, "No name");
     makeChannels(iChannels_);
+}
+
+template <class Type> std::size_t CImage<Type>::depthOffset()
+{
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Winvalid-offsetof"
+    return offsetof(CImage, iDepth);
+#pragma GCC diagnostic pop
 }
 
 template <class Type>

@@ -83,6 +83,8 @@ public:
     int width() const { return iWidth; }
     int height() const { return iHeight; }
     int depth() const { return iDepth; }
+    // Where the depth field lies in every instantiation.
+    static std::size_t depthOffset();
     int channels() const { return iChannels; }
 
     void setName(const char* pcName);

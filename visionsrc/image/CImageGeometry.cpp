@@ -6,6 +6,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <new>
+#include <vector>
+
+#include "filters/RowDriver.h"
 
 template <class Type> void CImage<Type>::resize(int iNewWidth, int iNewHeight, int iNewChannels)
 {
@@ -106,21 +109,75 @@ template <class Type> CImage<Type> CImage<Type>::scale(float fZoom, TScaleMethod
         result.resize(iNewWidth, iNewHeight, iChannels);
         const float sx = float(iWidth - 1) / float(iNewWidth);
         const float sy = float(iHeight - 1) / float(iNewHeight);
-        for (int ch = 0; ch < iChannels; ++ch) {
-            const Channel& source = *ppChannels[ch];
-            Channel& target = *result.ppChannels[ch];
-            for (int y = 0; y < iNewHeight; ++y) {
-                Type* pOut = target.getRowPtr(y);
-                if (method == SCALE_NEAREST) {
-                    const int ySource = int(std::rint(sy * y));
-                    for (int x = 0; x < iNewWidth; ++x)
-                        pOut[x] = source(int(std::rint(sx * x)), ySource);
-                } else {
-                    for (int x = 0; x < iNewWidth; ++x)
-                        pOut[x] = interpolate(x * sx + 0.5 * sx, y * sy + 0.5 * sy, ch);
+        auto reference = [&] {
+            for (int ch = 0; ch < iChannels; ++ch) {
+                const Channel& source = *ppChannels[ch];
+                Channel& target = *result.ppChannels[ch];
+                for (int y = 0; y < iNewHeight; ++y) {
+                    Type* pOut = target.getRowPtr(y);
+                    if (method == SCALE_NEAREST) {
+                        const int ySource = int(std::rint(sy * y));
+                        for (int x = 0; x < iNewWidth; ++x)
+                            pOut[x] = source(int(std::rint(sx * x)), ySource);
+                    } else {
+                        for (int x = 0; x < iNewWidth; ++x)
+                            pOut[x] = interpolate(x * sx + 0.5 * sx, y * sy + 0.5 * sy, ch);
+                    }
                 }
             }
+        };
+        if (method == SCALE_NEAREST || iChannels == 0 || iNewWidth == 0 || iNewHeight == 0) {
+            reference();
+            return result;
         }
+        // Bilinear, rows outermost: every column's and every row's position
+        // is computed once, by the same expressions as above. A position out
+        // of range fails the whole call, wherever the walk would meet it.
+        std::vector<float> vfDx(iNewWidth);
+        std::vector<int> viX0(iNewWidth), viX1(iNewWidth);
+        bool bInside = true;
+        for (int x = 0; x < iNewWidth; ++x) {
+            const float fx = float(x * sx + 0.5 * sx);
+            const float x0 = std::floor(fx), x1 = std::ceil(fx);
+            bInside = bInside && x1 < float(iWidth) && x0 >= 0.0f;
+            vfDx[x] = fx - x0;
+            viX0[x] = bInside ? int(x0) : 0;
+            viX1[x] = bInside ? int(x1) : 0;
+        }
+        for (int y = 0; y < iNewHeight && bInside; ++y) {
+            const float fy = float(y * sy + 0.5 * sy);
+            bInside = std::ceil(fy) < float(iHeight) && std::floor(fy) >= 0.0f;
+        }
+        if (!bInside)
+            interpolate(-1.0f, -1.0f, 0); // refuses, as the first position out of range would
+        tirn::runKernel(
+            tirn::Visit::AnyOrder, iNewHeight, (long long)iNewWidth * iNewHeight * iChannels,
+            reference, [&](int yBegin, int yEnd) {
+                for (int ch = 0; ch < iChannels; ++ch) {
+                    const Channel& p = *ppChannels[ch];
+                    for (int y = yBegin; y < yEnd; ++y) {
+                        const float fy = float(y * sy + 0.5 * sy);
+                        const float y0 = std::floor(fy);
+                        const float dy = fy - y0;
+                        const Type* pRow0 = p.getRowPtr(int(y0));
+                        const Type* pRow1 = p.getRowPtr(int(std::ceil(fy)));
+                        Type* pOut = result.ppChannels[ch]->getRowPtr(y);
+                        for (int x = 0; x < iNewWidth; ++x) {
+                            const float dx = vfDx[x];
+                            const int ix0 = viX0[x], ix1 = viX1[x];
+                            // sampleBilinear's sum, term for term.
+                            const float value = (1 - dx) * (1 - dy) * float(pRow0[ix0])
+                                                + (1 - dy) * dx * float(pRow0[ix1])
+                                                + dx * dy * float(pRow1[ix1])
+                                                + dy * (1 - dx) * float(pRow1[ix0]);
+                            if constexpr (tirn::isIntegerPixel<Type>())
+                                pOut[x] = tirn::toPixel<Type>(std::rint(value));
+                            else
+                                pOut[x] = value;
+                        }
+                    }
+                }
+            });
         return result;
     }
     if (method != SCALE_AVERAGE)

@@ -1,0 +1,308 @@
+// Every kernel's fast path against its reference, bit for bit, at every
+// depth, on tiny, odd, wide and banded sizes and at 1, 2 and 3 threads. One
+// table: a kernel is a name and a run on an input image.
+#include <cmath>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "FastVsReference.h"
+#include "PixelTypes.h"
+#include "filters/CColorFilters.h"
+#include "filters/CColormap.h"
+#include "filters/CCombineChannel.h"
+#include "filters/CConvolutionFilter.h"
+#include "filters/CCortLayerFilter.h"
+#include "filters/CDistance.h"
+#include "filters/CGaussFilter.h"
+#include "filters/CGenericConvolution.h"
+#include "filters/CHsiRgbFilter.h"
+#include "filters/CMeanFilter.h"
+#include "filters/CMedianFilter.h"
+#include "filters/CNormalizeRGB.h"
+#include "filters/CRGB2HSI.h"
+#include "filters/CRankFilter.h"
+#include "filters/CShadingFilter.h"
+#include "filters/CSobelFilter.h"
+#include "filters/CThreshold.h"
+#include "filters/CYuv2Rgb.h"
+#include "filters/CsimpleMedian.h"
+
+namespace {
+
+template <class T> struct Kernel
+{
+    std::string sName;
+    int nChannels;
+    // Runs on the banded size too (the slowest references do not).
+    bool bBanded;
+    std::function<CImage<T>(const CImage<T>&)> run;
+};
+
+template <class T>
+CImage<T> transform(CTransformation<T>& op, const CImage<T>& in, const char* pcSelection = nullptr)
+{
+    CImage<T> out(1, 1, 1);
+    op.setInput(&in);
+    if (pcSelection)
+        op.selectChannel(pcSelection);
+    op.setOutput(&out);
+    op.exec();
+    return out;
+}
+
+template <class T> CImage<T> twoImage(CFilter<T, T>&& op, const CImage<T>& in)
+{
+    CImage<T> out(1, 1, 1);
+    op.exec(&in, &out);
+    return out;
+}
+
+template <class T, class Filter>
+void add(std::vector<Kernel<T>>& k, std::string sName, int n, bool bBanded,
+         std::function<std::unique_ptr<Filter>()> make, const char* pcSelection = nullptr)
+{
+    k.push_back({std::move(sName), n, bBanded, [make, pcSelection](const CImage<T>& in) {
+                     auto op = make();
+                     return transform<T>(*op, in, pcSelection);
+                 }});
+}
+
+template <class T> std::vector<Kernel<T>> kernels()
+{
+    std::vector<Kernel<T>> k;
+    // Convolutions. Mean 16x16 is the largest box whose 16-bit sums stay
+    // below 2^24; 17x17 takes the float path.
+    for (auto [w, h] : {std::pair{0, 2}, {-1, -1}, {1, 1}, {2, 2}, {3, 3}, {4, 3}, {5, 5},
+                        {15, 15}, {16, 16}, {17, 17}})
+        add<T, CMeanFilter<T>>(k, "mean " + std::to_string(w) + "x" + std::to_string(h), 1,
+                               w == 5, [w = w, h = h] {
+                                   auto p = std::make_unique<CMeanFilter<T>>();
+                                   p->setNeighborhood(w, h);
+                                   return p;
+                               });
+    for (float fSigma : {0.5f, 1.0f, 3.0f})
+        add<T, CGaussFilter<T>>(k, "gauss " + std::to_string(fSigma), 1, fSigma == 1.0f,
+                                [fSigma] {
+                                    auto p = std::make_unique<CGaussFilter<T>>();
+                                    p->setBandwidth(fSigma);
+                                    return p;
+                                });
+    for (int n : {3, 5})
+        for (auto dir : {CSobelFilter<T>::HORIZONTAL, CSobelFilter<T>::VERTICAL})
+            add<T, CSobelFilter<T>>(k, "sobel " + std::to_string(n) + " dir " + std::to_string(dir),
+                                    1, n == 3 && dir == CSobelFilter<T>::HORIZONTAL, [n, dir] {
+                                        return std::make_unique<CSobelFilter<T>>(n, dir);
+                                    });
+    // Generic masks: fractional weights, integer weights (exact in integers
+    // at depths 8 and 16), even sizes, rows and columns.
+    const std::vector<float> vfFraction = {0.3f, -1.7f, 2.25f, 0.01f, 1.0f, -0.5f,
+                                           3.0f, 0.2f,  -2.0f, 1.5f,  0.7f, -0.1f};
+    for (auto [w, h, fFactor, bInteger] :
+         {std::tuple{3, 3, 0.0f, false}, {2, 3, 0.37f, false}, {5, 1, 1.0f, true},
+          {1, 4, 0.0f, true}, {3, 3, 0.0625f, true}, {9, 9, 0.01f, true}})
+        add<T, CGenericConvolution<T>>(
+            k, "generic " + std::to_string(w) + "x" + std::to_string(h), 1, fFactor == 0.0625f,
+            [=, w = w, h = h, fFactor = fFactor, bInteger = bInteger] {
+                std::vector<float> mask(w * h);
+                for (int i = 0; i < w * h; ++i)
+                    mask[i] = bInteger ? float((i * 7) % 5 - 2) : vfFraction[i % 12];
+                auto p = std::make_unique<CGenericConvolution<T>>();
+                p->setParameters(mask.data(), fFactor, w, h);
+                return p;
+            });
+    for (int iMask = 1; iMask <= 7; iMask += 2)
+        k.push_back({"mask generator " + std::to_string(iMask), 2, iMask == 3,
+                     [iMask](const CImage<T>& in) {
+                         return twoImage<T>(CConvolutionFilter<T>(iMask, float(iMask % 11),
+                                                                  37.5f * iMask, 1.5f, 0),
+                                            in);
+                     }});
+    k.push_back({"mask beyond the int range", 1, false, [](const CImage<T>& in) {
+                     std::vector<float> mask = {3e9f, -3e9f, std::nanf(""), 0.5f, 2147483520.0f,
+                                                -1.0f, 1e-3f, 7.0f, -2147483648.0f};
+                     CConvolutionFilter<T> filter(3, 0.0f, 0.0f, 1.0f, 1);
+                     filter.pfMask = mask.data();
+                     return twoImage<T>(std::move(filter), in);
+                 }});
+
+    // Rank filters.
+    for (int n : {-1, 0, 1, 2, 3, 4, 5, 7}) {
+        add<T, CMedianFilter<T>>(k, "median " + std::to_string(n), 1, n == 5, [n] {
+            auto p = std::make_unique<CMedianFilter<T>>();
+            p->setSize(n);
+            return p;
+        });
+        for (int r : {0, 4, 12, 60})
+            add<T, CRankFilter<T>>(k, "rank " + std::to_string(n) + " " + std::to_string(r), 1,
+                                   n == 3 && r == 0, [n, r] {
+                                       auto p = std::make_unique<CRankFilter<T>>();
+                                       p->setNeighborhood(n);
+                                       p->setRank(r);
+                                       return p;
+                                   });
+    }
+    for (int r : {0, 1, 2, 3})
+        k.push_back({"simple median " + std::to_string(r), 2, r == 1, [r](const CImage<T>& in) {
+                         return twoImage<T>(CsimpleMedian<T>(r), in);
+                     }});
+
+    // Point and channel operations.
+    for (const char* pcSelection : {"XXX", "X#X", "##X"})
+        for (int iOp = 0; iOp <= 5; ++iOp)
+            add<T, CCombineChannel<T>>(
+                k, std::string("combine ") + pcSelection + " " + std::to_string(iOp), 3, iOp == 0,
+                [iOp] {
+                    auto p = std::make_unique<CCombineChannel<T>>();
+                    p->setOperator(TOperation(iOp));
+                    return p;
+                },
+                pcSelection);
+    add<T, CDistance<T>>(k, "distance", 3, true, [] { return std::make_unique<CDistance<T>>(); });
+    add<T, CThreshold<T>>(k, "threshold", 1, true, [] { return std::make_unique<CThreshold<T>>(); });
+    for (int n : {1, 2, 3})
+        add<T, CShadingFilter<T>>(k, "shading " + std::to_string(n), 1, n == 3, [n] {
+            auto p = std::make_unique<CShadingFilter<T>>();
+            p->setSize(n);
+            return p;
+        });
+    add<T, CNormalizeRGB<T>>(k, "normalise", 3, true,
+                             [] { return std::make_unique<CNormalizeRGB<T>>(); });
+    add<T, CRGB2HSI<T>>(k, "rgb2hsi", 3, true, [] { return std::make_unique<CRGB2HSI<T>>(); });
+    for (bool bOffset : {false, true})
+        k.push_back({"yuv " + std::to_string(bOffset), 3, bOffset, [bOffset](const CImage<T>& in) {
+                         return twoImage<T>(CYuv2Rgb<T>(bOffset), in);
+                     }});
+    for (int iMode : {0, 1}) {
+        k.push_back({"hsi " + std::to_string(iMode), 7, iMode == 0, [iMode](const CImage<T>& in) {
+                         return twoImage<T>(CHsiRgbFilter<T>(iMode), in);
+                     }});
+        // In place, channel 3 sharing channel 0's data: group 1 reads what
+        // group 0 wrote.
+        k.push_back({"hsi in place " + std::to_string(iMode), 7, iMode == 1,
+                     [iMode](const CImage<T>& in) {
+                         CImage<T> image(in);
+                         image.attachChannel(3, 0, image);
+                         CHsiRgbFilter<T>(iMode).exec(&image, &image);
+                         return image;
+                     }});
+    }
+    for (int iType = 0; iType <= 9; ++iType) {
+        const int n = iType <= 4 ? 1 : iType <= 8 ? 2 : 3;
+        k.push_back({"colour map " + std::to_string(iType), n, iType == 7,
+                     [iType](const CImage<T>& in) {
+                         CImage<T> input(in), out(1, 1, 1);
+                         CColormap<T> map{TColormapType(iType)};
+                         map.setInput(&input);
+                         map.setOutput(&out);
+                         map.exec();
+                         return out;
+                     }});
+        // In place the target takes three channels: only the schemes that
+        // read channel 0 alone, or all three, accept it.
+        if (n == 1 || n == 3)
+            k.push_back({"colour map in place " + std::to_string(iType), n, false,
+                         [iType](const CImage<T>& in) {
+                             CImage<T> image(in);
+                             CColormap<T> map{TColormapType(iType)};
+                             map.setInput(&image);
+                             map.setOutput(&image);
+                             map.exec();
+                             return image;
+                         }});
+    }
+    for (int n : {1, 3, 5})
+        k.push_back({"cortical layers " + std::to_string(n), n, n == 3, [n](const CImage<T>& in) {
+                         std::vector<float> weights;
+                         for (int c = 0; c < n; ++c)
+                             weights.push_back(0.3f * float(c) - 0.5f);
+                         CCortLayerFilter<T> filter;
+                         filter.pfWeights = weights.data();
+                         CImage<T> out(in.width(), in.height(), 1);
+                         filter.exec(&in, &out);
+                         return out;
+                     }});
+    for (float fZoom : {0.5f, 1.5f})
+        k.push_back({"scale bilinear " + std::to_string(fZoom), 2, fZoom < 1.0f,
+                     [fZoom](const CImage<T>& in) { return in.scale(fZoom, SCALE_BILINEAR); }});
+    if constexpr (std::is_same<T, float>::value) {
+        static const float afRef[3] = {0.5f, 0.0f, -0.25f};
+        k.push_back({"diff image", 3, true, [](const CImage<float>& in) {
+                         CImage<float> other(in);
+                         other.removeChannel(0);
+                         other.appendChannel(0, in);
+                         return DiffImage(&in, &other);
+                     }});
+        k.push_back({"blob emph", 3, true, [](const CImage<float>& in) {
+                         return blob_emph(&in, afRef, in.width() / 2, -1);
+                     }});
+        k.push_back({"histogram distance", 3, true, [](const CImage<float>& in) {
+                         float fResult = 0.0f;
+                         CImage<float> out = HistogramDistance(&in, afRef, 0.3f, 0.8f, fResult);
+                         out.setPixel(0, 0, 0, fResult); // the result is part of the contract
+                         return out;
+                     }});
+        k.push_back({"pointer distance", 3, true, [](const CImage<float>& in) {
+                         float fIgnored = 0.0f;
+                         return PointerDistance(&in, afRef, 0.0f, 0.0f, fIgnored);
+                     }});
+    }
+    return k;
+}
+
+template <class T> class Kernels : public ::testing::Test
+{
+};
+TYPED_TEST_SUITE(Kernels, PixelTypes);
+
+TYPED_TEST(Kernels, FastMatchesReferenceAtEveryThreadCount)
+{
+    using T = TypeParam;
+    std::vector<std::pair<int, int>> sizes = awkwardSizes();
+    sizes.insert(sizes.end(), wideSizes().begin(), wideSizes().end());
+    unsigned uSeed = 1;
+    // What the filters print is not compared here.
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    for (const Kernel<T>& kernel : kernels<T>())
+        for (const auto& [w, h] : sizes) {
+            if (!kernel.bBanded && w * h > 10000)
+                continue;
+            SCOPED_TRACE(kernel.sName + " on " + std::to_string(w) + "x" + std::to_string(h));
+            const CImage<T> in = randomTestImage<T>(w, h, kernel.nChannels, ++uSeed, true);
+            expectFastMatchesReference([&] { return kernel.run(in); });
+        }
+    testing::internal::GetCapturedStderr();
+    testing::internal::GetCapturedStdout();
+}
+
+// Ties and NaN in every window: where a NaN lands in the selection shows
+// which order the window was collected in.
+TYPED_TEST(Kernels, RankFiltersOnTiesAndNaN)
+{
+    using T = TypeParam;
+    std::vector<std::pair<int, int>> sizes = awkwardSizes();
+    sizes.push_back({307, 29});
+    unsigned uSeed = 7;
+    testing::internal::CaptureStderr();
+    for (const Kernel<T>& kernel : kernels<T>()) {
+        if (kernel.sName.find("median") == std::string::npos &&
+            kernel.sName.find("rank") == std::string::npos)
+            continue;
+        for (const auto& [w, h] : sizes) {
+            SCOPED_TRACE(kernel.sName + " on " + std::to_string(w) + "x" + std::to_string(h));
+            CImage<T> in = randomTestImage<T>(w, h, kernel.nChannels, ++uSeed, true);
+            for (int c = 0; c < in.channels(); ++c)
+                for (int k = 0; k < w * h; ++k) {
+                    T& v = in.getChannelDataPtr(c)[k];
+                    if (!std::isnan(float(v)))
+                        v = T(int(float(v) * 7.0f) % 5);
+                }
+            expectFastMatchesReference([&] { return kernel.run(in); });
+        }
+    }
+    testing::internal::GetCapturedStderr();
+}
+
+} // namespace
