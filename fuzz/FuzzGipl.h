@@ -11,8 +11,16 @@ namespace tirnfuzz {
 
 inline bool giplTypeKnown(const std::string& sPath)
 {
+    // The same reads in the same order as the reader: a .Z stream decodes
+    // from the start on every seek, so what offset 8 yields can depend on
+    // what was read before it.
     CCompressedIFStream in(sPath.c_str(), std::ios::in | std::ios::binary);
-    unsigned short iType = 0;
+    unsigned int iMagic = 0;
+    unsigned short x = 0, y = 0, z = 0, iType = 0;
+    in.CReadAsUInt(&iMagic, 1, 252);
+    in.CReadAsUShort(&x, 1, 0);
+    in.CReadAsUShort(&y, 1, 2);
+    in.CReadAsUShort(&z, 1, 4);
     in.CReadAsUShort(&iType, 1, 8);
     switch (iType) {
     case 7: case 8: case 15: case 16: case 31: case 32: case 64:
