@@ -146,5 +146,16 @@ int main(int argc, char** argv)
              "~CImage()\nCOPY_CImage()\nint load(char* pcPath, char* pcFormat)\n"
              "class CImage rotate(float,float=-1,float=-1)\nCImage_1_:\nvoid clear(int)\n"
              "CImage8_:\nvoid setImageData(byte*,int,int,int=0)\nvoid getPixel(int,int,float*)");
+    // Dialog answers for each of the folder's six icons, and a description.
+    textSeed("fuzz_dialog", "display", "\x02Mode=gray\nZoom=2\n#1=3");
+    textSeed("fuzz_dialog", "conv",
+             "\x04" "Filtertype=1.G\nOrientation=45\nDepth of Input-CImage=32-bit");
+    textSeed("fuzz_dialog", "pins", std::string(1, '\0') + "#0=2\n#1=5\n#2=5");
+    textSeed("fuzz_dialog", "topins", "\x01#0=1\n#1=3");
+    textSeed("fuzz_dialog", "hsi", "\x03#0=0\n#1=1");
+    textSeed("fuzz_dialog", "cort", "\x05#0=1\n$0=abc");
+    textSeed("fuzz_dialog", "description",
+             "\x40 Type : %0:9:0b%lMean|Gauss|Sobel%n Size: %1:25:3i%n Gain %-1:1:0.5f"
+             "%n Name %{abc%}%10t%n %[%0:1:0:10d %l`Cancel%d%l`Ok%]%H \n2");
     return 0;
 }

@@ -39,6 +39,12 @@ std::string nameOf(const DialogField& f)
     return "field " + std::to_string(f.number) + (f.label.empty() ? "" : " \"" + f.label + "\"");
 }
 
+// Whether d truncated toward zero is an int.
+bool fitsInt(double d)
+{
+    return d > -2147483649.0 && d < 2147483648.0;
+}
+
 bool parseNumber(const std::string& s, double& d)
 {
     if (s.empty())
@@ -173,6 +179,8 @@ Dialog::Dialog(const std::string& sDesc)
                 f.maximum = parts[1];
                 f.value = parts.size() == 3 ? parts[2] : parts[0];
             }
+            if (kind != 'f' && !fitsInt(f.value))
+                fail("an integer preset outside the int range");
             m_numeric.push_back(f);
         } else { // layout letters such as %H
             ++i;
@@ -217,6 +225,8 @@ void Dialog::set(DialogField& f, const std::string& sValue)
     }
     if (f.kind != 'f' && d != std::trunc(d))
         throw HostError("dialog " + nameOf(f) + ": " + sValue + " is not a whole number");
+    if (f.kind != 'f' && !fitsInt(d))
+        throw HostError("dialog " + nameOf(f) + ": " + sValue + " is outside the int range");
     if (f.hasRange && (d < f.minimum || d > f.maximum))
         throw HostError("dialog " + nameOf(f) + ": " + sValue + " is outside its range " +
                         number(f.minimum) + ".." + number(f.maximum));
@@ -250,7 +260,16 @@ void Dialog::answer(const std::string& sLabel, const std::string& sValue)
     set(*pFound, sValue);
 }
 
-int Dialog::ival(int k) const { return int(numeric(k).value); }
+// A float field may hold any number; the plug-in reading it as an int gets
+// a HostError rather than an undefined conversion.
+int Dialog::ival(int k) const
+{
+    const DialogField& f = numeric(k);
+    if (!fitsInt(f.value))
+        throw HostError("dialog " + nameOf(f) + ": " + number(f.value) +
+                        " read as an int is outside the int range");
+    return int(std::trunc(f.value));
+}
 
 double Dialog::fval(int k) const { return numeric(k).value; }
 

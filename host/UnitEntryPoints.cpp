@@ -113,6 +113,10 @@ TIRNHOST_ENTRY void qor_warning(const char* pcFormat, ...)
 
 TIRNHOST_ENTRY int is_not_unit(UnitRecord* pUnit) { return Network::of(pUnit) ? 0 : 1; }
 
+namespace {
+constexpr int kMaxValuePins = 65536; // per tag: a 256 x 256 mask
+} // namespace
+
 TIRNHOST_ENTRY UnitRecord* primitive_unit(unsigned int uTag, ...)
 {
     Module& m = module("primitive_unit");
@@ -158,6 +162,14 @@ TIRNHOST_ENTRY UnitRecord* primitive_unit(unsigned int uTag, ...)
             const int n = va_arg(args, int);
             if (n < 0)
                 throw HostError("primitive_unit: " + std::to_string(n) + " value pins");
+            // A host's unit has as many pins as a person wires up: refused
+            // beyond that, as an unknown type is, before anything is built.
+            if (n > kMaxValuePins) {
+                m.warn("primitive_unit: " + std::to_string(n) + " value pins, more than " +
+                       std::to_string(kMaxValuePins));
+                va_end(args);
+                return nullptr;
+            }
             PinSpec spec;
             spec.kind = PinKind::Value;
             spec.tag = tag;

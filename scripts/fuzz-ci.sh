@@ -11,7 +11,7 @@ seconds=${TIRN_FUZZ_SECONDS:-20}
 # the long runs by hand.
 seed=${TIRN_FUZZ_SEED:-1}
 for target in fuzz_mtx fuzz_mtx_gzip fuzz_gipl fuzz_gipl_z fuzz_lan fuzz_tiff \
-              fuzz_magick fuzz_selection fuzz_prototype; do
+              fuzz_magick fuzz_selection fuzz_prototype fuzz_dialog; do
     echo "fuzz-ci: $target, $seconds s"
     mkdir -p build-fuzz/fuzz
     log=build-fuzz/fuzz/$target.log

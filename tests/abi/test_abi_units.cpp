@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "AbiFixture.h"
+#include "unit/FileTestUtils.h"
 #include "Network.h"
 
 namespace {
@@ -106,6 +107,15 @@ TEST_F(AbiUnits, BadInputGivesAWarningAndNoUnit)
 {
     EXPECT_EQ(create("display_image", {{"Depth", "2"}}), nullptr);
     EXPECT_EQ(create("display_image", {{2, "0"}}), nullptr);
+    {
+        // Five pins of a byte per value: 65 x 64 values each are over.
+        testfiles::ScopedImageBudget budget(5 * 64 * 64);
+        EXPECT_EQ(create("CImageToPins", {{0, "65"}, {1, "64"}, {2, "5"}, {3, "0"}}), nullptr);
+        EXPECT_NE(create("CImageToPins", {{0, "64"}, {1, "64"}, {2, "5"}, {3, "0"}}), nullptr);
+        // A window of 160 x 122 rgb pixels at zoom 2 is over as well.
+        EXPECT_EQ(create("display_image", {{2, "80"}, {3, "61"}, {"Zoom", "2"}}), nullptr);
+    }
+    EXPECT_EQ(create("ConvolutionFilter", {{"Quadratische Maskengroesse", "257"}}), nullptr);
     typedef UnitRecord* (*TwoInts)(int, int, UnitRecord*);
     typedef UnitRecord* (*Convolution)(int, int, float, float, float, int, UnitRecord*);
     UnitRecord bogus{};
@@ -120,12 +130,14 @@ TEST_F(AbiUnits, BadInputGivesAWarningAndNoUnit)
     EXPECT_EQ(m->takeWarnings(),
               (std::vector<std::string>{
                   "display_image: Unknown image depth!", "display_image: failed to create unit!",
-                  "HSI_RGB_Filter: illegal host unit!", "CortLayer_Filter: illegal host unit!",
+                  "CImageToPins: failed to create unit!", "display_image: failed to create unit!",
+                  "primitive_unit: 66049 value pins, more than 65536",
+                  "Convolution_Filter: failed to create unit!", "HSI_RGB_Filter: illegal host unit!", "CortLayer_Filter: illegal host unit!",
                   "CImageToPins: illegal host unit!", "PinsToCImage: illegal host unit!",
                   "Convolution_Filter: illegal host unit!", "HSI_RGB_Filter: illegal host unit!",
                   "CortLayer_Filter: illegal host unit!", "CImageToPins: illegal host unit!",
                   "PinsToCImage: illegal host unit!", "Convolution_Filter: illegal host unit!"}));
-    EXPECT_EQ(net->units().size(), 0u);
+    EXPECT_EQ(net->units().size(), 1u);
 }
 
 TEST_F(AbiUnits, PinUnitsChosenByTheEnteredSize)

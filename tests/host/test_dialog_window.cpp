@@ -113,6 +113,11 @@ TEST(HostDialog, RefusedAnswersNameTheFieldAndItsRange)
         {[&] { d.tval(1); }, "the dialog has no text field 1 (it has 1)"},
         {[] { Dialog(" %3i %[ buttons"); },
          "dialog description, position 5: a button row without its closing %]"},
+        {[&] { d.answer(0, "2e87"); }, "dialog field 0 \"Position\": 2e87 is outside the int range"},
+        {[] { Dialog(" %3000000000i "); },
+         "dialog description, position 1: an integer preset outside the int range"},
+        {[] { Dialog(" %-3000000000f ").ival(0); },
+         "dialog field 0: -3e+09 read as an int is outside the int range"},
     };
     for (const auto& [run, message] : cases)
         EXPECT_EQ(refusal(run), message);

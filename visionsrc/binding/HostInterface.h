@@ -261,7 +261,8 @@ TIRN_HOST_API void qor_throw(const char* pcKind, const char* pcFormat, ...)
 TIRN_HOST_API int is_not_unit(def_unittype* pUnit);
 
 // Builds a unit from a tag list (TIRN_TAG_*, ending with TIRN_TAG_END and
-// the holding unit) inside the holding unit, or returns null. Callbacks,
+// the holding unit) inside the holding unit, or returns null (also for a
+// list it cannot build, such as more pins than it supports). Callbacks,
 // user data and image pin values are null, flags 0, pfCtrl qor_ctrl0.
 TIRN_HOST_API def_unittype* primitive_unit(unsigned int uTag, ...);
 

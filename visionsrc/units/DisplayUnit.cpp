@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "image/ImageBudget.h"
 #include "units/UnitSupport.h"
 
 using namespace tirn::units;
@@ -76,10 +77,14 @@ void applySizeConstraints(const DisplayRecord& r)
     qor_constrain_resize(r.iTiledWidth, r.iTiledHeight);
 }
 
+// The host holds a window's pixels, up to three bytes each: a window is
+// held to the memory budget as an image of its size would be.
 bool windowFits(std::int64_t llWidth, std::int64_t llHeight, int iZoom)
 {
-    return llWidth >= 0 && llHeight >= 0 && llWidth * iZoom <= kMaxWindowSide &&
-           llHeight * iZoom <= kMaxWindowSide;
+    const std::int64_t llW = llWidth * iZoom, llH = llHeight * iZoom;
+    if (llWidth < 0 || llHeight < 0 || llW > kMaxWindowSide || llH > kMaxWindowSide)
+        return false;
+    return llW <= 0 || llH <= 0 || tirn::bufferFitsBudget(std::uint64_t(llW * llH), 3);
 }
 
 // Draws the chosen channels; the channel pins are read on every run.

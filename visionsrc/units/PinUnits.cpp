@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "image/ImageBudget.h"
 #include "units/UnitSupport.h"
 
 using namespace tirn::units;
@@ -223,8 +224,12 @@ TIRN_EXPORT def_unittype* CImageToFixPins(int iWidth, int iHeight, int iChannels
 {
     const int k = channelPins(iChannels, kMaxChannelPins);
     const std::int64_t llLength = std::int64_t(iWidth) * iHeight;
-    // A pin of no or of negative length is no pin the host can make.
-    if (llLength <= 0 || llLength > INT32_MAX) {
+    // A pin of no or of negative length is no pin the host can make; pins
+    // the host would fill with more than the memory budget are refused the
+    // way an image that large would be.
+    if (llLength <= 0 || llLength > INT32_MAX ||
+        !tirn::bufferFitsBudget(std::uint64_t(llLength) * std::uint64_t(k),
+                                iIsFloat ? sizeof(float) : 1)) {
         qor_warning("%S: failed to create unit!", kToPinsName);
         return nullptr;
     }
