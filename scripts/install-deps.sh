@@ -4,7 +4,7 @@
 set -eu
 
 PACKAGES="build-essential cmake ccache pkg-config
-zlib1g-dev libtiff-dev libgraphicsmagick++1-dev libv4l-dev
+zlib1g-dev libtiff-dev libgraphicsmagick++1-dev libv4l-dev libhwy-dev
 googletest libgtest-dev libbenchmark-dev ncompress
 python3 python3-dev pybind11-dev python3-numpy python3-pytest"
 

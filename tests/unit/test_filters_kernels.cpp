@@ -1,11 +1,16 @@
 // Every kernel's fast path against its reference, bit for bit, at every
 // depth, on tiny, odd, wide and banded sizes and at 1, 2 and 3 threads. One
 // table: a kernel is a name and a run on an input image.
+#include <algorithm>
 #include <cmath>
+#include <cstdint>
+#include <cstdio>
 #include <functional>
 #include <memory>
 #include <string>
 #include <vector>
+
+#include <hwy/targets.h>
 
 #include "FastVsReference.h"
 #include "PixelTypes.h"
@@ -28,6 +33,7 @@
 #include "filters/CThreshold.h"
 #include "filters/CYuv2Rgb.h"
 #include "filters/CsimpleMedian.h"
+#include "filters/SimdRows.h"
 
 namespace {
 
@@ -275,6 +281,37 @@ TYPED_TEST(Kernels, FastMatchesReferenceAtEveryThreadCount)
         }
     testing::internal::GetCapturedStderr();
     testing::internal::GetCapturedStdout();
+}
+
+// The convolutions' row loops once on every SIMD target this machine can
+// run, each against the same reference.
+TYPED_TEST(Kernels, ConvolutionsMatchOnEverySimdTarget)
+{
+    using T = TypeParam;
+    const std::vector<std::pair<int, int>> sizes = {{1, 1}, {3, 1}, {5, 4}, {17, 9}, {307, 3}};
+    const std::vector<std::string> families = {"mean", "gauss", "sobel", "generic", "mask"};
+    unsigned uSeed = 11;
+    // The filters' printing is captured; a failure's report is in it too.
+    testing::internal::CaptureStdout();
+    for (std::int64_t target : hwy::SupportedAndGeneratedTargets()) {
+        hwy::SetSupportedTargetsForTest(target);
+        EXPECT_STREQ(tirn::simd::targetName(), hwy::TargetName(target));
+        for (const Kernel<T>& kernel : kernels<T>()) {
+            const std::string sFamily = kernel.sName.substr(0, kernel.sName.find(' '));
+            if (std::find(families.begin(), families.end(), sFamily) == families.end())
+                continue;
+            for (const auto& [w, h] : sizes) {
+                SCOPED_TRACE(kernel.sName + " on " + std::to_string(w) + "x" + std::to_string(h) +
+                             " with " + hwy::TargetName(target));
+                const CImage<T> in = randomTestImage<T>(w, h, kernel.nChannels, ++uSeed, true);
+                expectFastMatchesReference([&] { return kernel.run(in); });
+            }
+        }
+    }
+    hwy::SetSupportedTargetsForTest(0);
+    const std::string sPrinted = testing::internal::GetCapturedStdout();
+    if (this->HasFailure())
+        std::fputs(sPrinted.c_str(), stderr);
 }
 
 // Ties and NaN in every window: where a NaN lands in the selection shows

@@ -10,6 +10,7 @@
 #include <type_traits>
 
 #include "filters/RowDriver.h"
+#include "filters/SimdRows.h"
 #include "image/PixelTraits.h"
 
 namespace {
@@ -173,10 +174,13 @@ void CConvolution<T>::singleChannelOperation(const CImage<T>& src, CImage<T>& tg
     const int iWidth = src.width(), iHeight = src.height();
     if (tgt.width() != iWidth || tgt.height() != iHeight || tgt.channels() < 1)
         tgt.resize(iWidth, iHeight, std::max(tgt.channels(), 1));
-    for (int c = 0; c < tgt.channels(); ++c)
+    // Channel 0 is written whole below; the rest are cleared.
+    for (int c = 1; c < tgt.channels(); ++c)
         tgt.clear(c);
-    if (src.channels() < 1 || src.pixelsPerChannel() <= 0)
+    if (src.channels() < 1 || src.pixelsPerChannel() <= 0) {
+        tgt.clear(0);
         return;
+    }
 
     auto reference = [&] {
         for (int x = 0; x < iWidth; ++x)
@@ -266,6 +270,13 @@ void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelF
             return vfWide.data() + std::size_t(yy - yw0) * W;
     };
     std::vector<float> vfAcc(std::size_t(std::max(W, 1)));
+    // The interior's terms in the order of the reference's sum: x offset
+    // outer, y offset inner.
+    std::vector<const float*> vpBases(std::size_t(KW) * std::max(KH, 0));
+    std::vector<float> vfWeights(vpBases.size());
+    for (int i = 0; i < KW; ++i)
+        for (int j = 0; j < KH; ++j)
+            vfWeights[std::size_t(i) * KH + j] = M[j * KW + i];
     for (int y = y0; y < y1; ++y) {
         T* pOut = pOutBase + std::size_t(y) * W;
         tirn::splitRow(
@@ -273,15 +284,11 @@ void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelF
             [&](int x) { pOut[x] = borderPixel(x, y); },
             [&](int xa, int xb) {
                 float* acc = vfAcc.data();
-                std::fill(acc + xa, acc + xb, 0.0f);
                 for (int i = 0; i < KW; ++i)
-                    for (int j = 0; j < KH; ++j) {
-                        const float w = M[j * KW + i];
-                        const float* pRow = wideRow(y - ry + j) + (i - rx + xa);
-                        float* pAcc = acc + xa;
-                        for (int x = 0; x < xb - xa; ++x)
-                            pAcc[x] += w * pRow[x];
-                    }
+                    for (int j = 0; j < KH; ++j)
+                        vpBases[std::size_t(i) * KH + j] = wideRow(y - ry + j) + (i - rx + xa);
+                tirn::simd::sumTerms(acc + xa, vpBases.data(), vfWeights.data(),
+                                     int(vpBases.size()), std::size_t(xb - xa));
                 // finishPixel with the factor test hoisted out, so the loops
                 // vectorise.
                 const float fCount = float(KW * KH);
@@ -315,11 +322,11 @@ void CConvolution<T>::integerRows(const T* pIn, T* pOut, int W, int, int y0, int
                 const std::int32_t w = viSpan[std::size_t(j) * KW + i];
                 if (w == 0)
                     continue;
-                // x0 = rx: the first column read is i, inside the row.
-                const T* p = pRow + (i - rx + x0);
-                std::int32_t* pAcc = acc + x0;
-                for (int x = 0; x < x1 - x0; ++x)
-                    pAcc[x] += w * std::int32_t(p[x]);
+                // x0 = rx: the first column read is i, inside the row. Float
+                // images never take this path (no integer bound is proven).
+                if constexpr (tirn::isIntegerPixel<T>())
+                    tirn::simd::addWeightedRow(acc + x0, pRow + (i - rx + x0), w,
+                                               std::size_t(x1 - x0));
             }
         }
         T* pRowOut = pOut + std::size_t(y) * W;

@@ -9,11 +9,8 @@
 #include <cstdio>
 #include <cstring>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 #include "filters/RowDriver.h"
+#include "filters/SimdRows.h"
 
 namespace {
 
@@ -66,29 +63,6 @@ template <> struct Accumulator<float>
     static float term(float fProduct) { return fProduct; }
     static float store(float fSum) { return fSum; }
 };
-
-// sums[x] += term(pIn[x] * fWeight) for a whole row.
-template <class T>
-inline void accumulateTerms(typename Accumulator<T>::Type* pSums, const float* pIn, float fWeight,
-                            int w)
-{
-    int x = 0;
-#if defined(__SSE2__)
-    if constexpr (tirn::isIntegerPixel<T>()) {
-        // The truncating conversion gives 0x80000000 for NaN and for every
-        // value outside the int range, exactly as truncateToInt32 does, so
-        // four products at a time take the same path as one.
-        const __m128 weight = _mm_set1_ps(fWeight);
-        for (; x + 4 <= w; x += 4) {
-            const __m128i terms = _mm_cvttps_epi32(_mm_mul_ps(_mm_loadu_ps(pIn + x), weight));
-            __m128i* pAt = reinterpret_cast<__m128i*>(pSums + x);
-            _mm_storeu_si128(pAt, _mm_add_epi32(_mm_loadu_si128(pAt), terms));
-        }
-    }
-#endif
-    for (; x < w; ++x)
-        pSums[x] += Accumulator<T>::term(pIn[x] * fWeight);
-}
 
 } // namespace
 
@@ -203,14 +177,28 @@ void CConvolutionFilter<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, i
             pPad[k] = float(pRow[clip2range(0, k - r, w - 1)]);
     }
     std::vector<typename Acc::Type> sums(w);
+    std::vector<const float*> vpBases(std::size_t(iSize) * iSize);
     for (int y = y0; y < y1; ++y) {
-        std::fill(sums.begin(), sums.end(), typename Acc::Type(0));
-        for (int j = 0; j < iSize; ++j) {
-            const int yy = clip2range(0, y - r + j, h - 1);
-            const float* pPad = padded.data() + std::size_t(iPadded) * (yy - yFirst);
-            const float* pfRow = pfWeights + std::size_t(iSize) * j;
-            for (int i = 0; i < iSize; ++i)
-                accumulateTerms<T>(sums.data(), pPad + i, pfRow[i], w);
+        if constexpr (tirn::isIntegerPixel<T>()) {
+            std::fill(sums.begin(), sums.end(), typename Acc::Type(0));
+            for (int j = 0; j < iSize; ++j) {
+                const int yy = clip2range(0, y - r + j, h - 1);
+                const float* pPad = padded.data() + std::size_t(iPadded) * (yy - yFirst);
+                const float* pfRow = pfWeights + std::size_t(iSize) * j;
+                for (int i = 0; i < iSize; ++i)
+                    tirn::simd::addTruncatedProducts(sums.data(), pPad + i, pfRow[i],
+                                                     std::size_t(w));
+            }
+        } else {
+            // The terms in the mask's row-major order, the sum's own order.
+            for (int j = 0; j < iSize; ++j) {
+                const int yy = clip2range(0, y - r + j, h - 1);
+                const float* pPad = padded.data() + std::size_t(iPadded) * (yy - yFirst);
+                for (int i = 0; i < iSize; ++i)
+                    vpBases[std::size_t(iSize) * j + i] = pPad + i;
+            }
+            tirn::simd::sumTerms(sums.data(), vpBases.data(), pfWeights, iSize * iSize,
+                                 std::size_t(w));
         }
         T* pOut = tgt.getChannelPtr(ch)->getRowPtr(y);
         for (int x = 0; x < w; ++x)
