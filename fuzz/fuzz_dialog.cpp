@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "Dialog.h"
+#include "FuzzLines.h"
 #include "Network.h"
 #include "TirnHost.h"
 
@@ -39,18 +40,6 @@ Module& module()
         return std::make_unique<Module>(modulePath(TIRN_FUZZ_MODULE));
     }();
     return *pModule;
-}
-
-std::vector<std::string> splitLines(const std::uint8_t* data, std::size_t size)
-{
-    std::vector<std::string> lines(1);
-    for (std::size_t i = 0; i < size; ++i) {
-        if (data[i] == '\n')
-            lines.emplace_back();
-        else
-            lines.back() += char(data[i]);
-    }
-    return lines;
 }
 
 std::vector<Answer> answersOf(const std::vector<std::string>& lines)
@@ -128,7 +117,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     if (size == 0)
         return 0;
-    const std::vector<std::string> lines = splitLines(data + 1, size - 1);
+    const std::vector<std::string> lines = tirnfuzz::splitLines(data + 1, size - 1);
     if (data[0] < kIconCount)
         fuzzUnit(data[0], lines);
     else

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "FuzzLines.h"
 #include "Prototype.h"
 
 using namespace tirnhost;
@@ -31,13 +32,7 @@ void useDefaults(const Prototype& p)
 // The input is a table, one line per text line.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
-    std::vector<std::string> lines(1);
-    for (std::size_t i = 0; i < size; ++i) {
-        if (data[i] == '\n')
-            lines.emplace_back();
-        else
-            lines.back() += char(data[i]);
-    }
+    const std::vector<std::string> lines = tirnfuzz::splitLines(data, size);
     for (const std::string& line : lines) {
         try {
             if (!isMarker(line))
