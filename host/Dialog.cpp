@@ -268,7 +268,7 @@ int Dialog::ival(int k) const
     if (!fitsInt(f.value))
         throw HostError("dialog " + nameOf(f) + ": " + number(f.value) +
                         " read as an int is outside the int range");
-    return int(std::trunc(f.value));
+    return int(f.value);
 }
 
 double Dialog::fval(int k) const { return numeric(k).value; }

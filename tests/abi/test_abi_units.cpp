@@ -7,8 +7,8 @@
 #include <sstream>
 
 #include "AbiFixture.h"
-#include "unit/FileTestUtils.h"
 #include "Network.h"
+#include "unit/FileTestUtils.h"
 
 namespace {
 
@@ -132,7 +132,8 @@ TEST_F(AbiUnits, BadInputGivesAWarningAndNoUnit)
                   "display_image: Unknown image depth!", "display_image: failed to create unit!",
                   "CImageToPins: failed to create unit!", "display_image: failed to create unit!",
                   "primitive_unit: 66049 value pins, more than 65536",
-                  "Convolution_Filter: failed to create unit!", "HSI_RGB_Filter: illegal host unit!", "CortLayer_Filter: illegal host unit!",
+                  "Convolution_Filter: failed to create unit!",
+                  "HSI_RGB_Filter: illegal host unit!", "CortLayer_Filter: illegal host unit!",
                   "CImageToPins: illegal host unit!", "PinsToCImage: illegal host unit!",
                   "Convolution_Filter: illegal host unit!", "HSI_RGB_Filter: illegal host unit!",
                   "CortLayer_Filter: illegal host unit!", "CImageToPins: illegal host unit!",

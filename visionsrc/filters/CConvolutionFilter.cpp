@@ -179,24 +179,19 @@ void CConvolutionFilter<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, i
     std::vector<typename Acc::Type> sums(w);
     std::vector<const float*> vpBases(std::size_t(iSize) * iSize);
     for (int y = y0; y < y1; ++y) {
+        // The terms in the mask's row-major order, the float sum's own order.
+        for (int j = 0; j < iSize; ++j) {
+            const int yy = clip2range(0, y - r + j, h - 1);
+            const float* pPad = padded.data() + std::size_t(iPadded) * (yy - yFirst);
+            for (int i = 0; i < iSize; ++i)
+                vpBases[std::size_t(iSize) * j + i] = pPad + i;
+        }
         if constexpr (tirn::isIntegerPixel<T>()) {
             std::fill(sums.begin(), sums.end(), typename Acc::Type(0));
-            for (int j = 0; j < iSize; ++j) {
-                const int yy = clip2range(0, y - r + j, h - 1);
-                const float* pPad = padded.data() + std::size_t(iPadded) * (yy - yFirst);
-                const float* pfRow = pfWeights + std::size_t(iSize) * j;
-                for (int i = 0; i < iSize; ++i)
-                    tirn::simd::addTruncatedProducts(sums.data(), pPad + i, pfRow[i],
-                                                     std::size_t(w));
-            }
+            for (std::size_t k = 0; k < vpBases.size(); ++k)
+                tirn::simd::addTruncatedProducts(sums.data(), vpBases[k], pfWeights[k],
+                                                 std::size_t(w));
         } else {
-            // The terms in the mask's row-major order, the sum's own order.
-            for (int j = 0; j < iSize; ++j) {
-                const int yy = clip2range(0, y - r + j, h - 1);
-                const float* pPad = padded.data() + std::size_t(iPadded) * (yy - yFirst);
-                for (int i = 0; i < iSize; ++i)
-                    vpBases[std::size_t(iSize) * j + i] = pPad + i;
-            }
             tirn::simd::sumTerms(sums.data(), vpBases.data(), pfWeights, iSize * iSize,
                                  std::size_t(w));
         }

@@ -14,28 +14,11 @@ namespace HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Mul, then Add: MulAdd would contract into one rounding on targets with
-// FMA, and each pixel's sum is defined with two.
-void AddWeightedRowFloat(float* HWY_RESTRICT acc, const float* HWY_RESTRICT row, float w,
-                         std::size_t n)
-{
-    const hn::ScalableTag<float> d;
-    const std::size_t N = hn::Lanes(d);
-    const auto vw = hn::Set(d, w);
-    std::size_t x = 0;
-    for (; x + N <= n; x += N) {
-        const auto vProduct = hn::Mul(vw, hn::LoadU(d, row + x));
-        hn::StoreU(hn::Add(hn::LoadU(d, acc + x), vProduct), d, acc + x);
-    }
-    for (; x < n; ++x) {
-        const float fProduct = w * row[x];
-        acc[x] = acc[x] + fProduct;
-    }
-}
-
 // Four vectors of pixels at a time, each with its own running sums in
 // registers, so the sums' chains of additions overlap; every pixel's own sum
-// still runs term by term in the given order.
+// still runs term by term in the given order. Mul, then Add: MulAdd would
+// contract into one rounding on targets with FMA, and each term is defined
+// with two.
 void SumTerms(float* HWY_RESTRICT out, const float* const* HWY_RESTRICT bases,
               const float* HWY_RESTRICT weights, int nTerms, std::size_t n)
 {
@@ -136,17 +119,11 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace tirn::simd {
 
-HWY_EXPORT(AddWeightedRowFloat);
 HWY_EXPORT(SumTerms);
 HWY_EXPORT(AddWeightedRowU8);
 HWY_EXPORT(AddWeightedRowU16);
 HWY_EXPORT(AddTruncatedProducts);
 HWY_EXPORT(TargetName);
-
-void addWeightedRow(float* acc, const float* row, float w, std::size_t n)
-{
-    HWY_DYNAMIC_DISPATCH(AddWeightedRowFloat)(acc, row, w, n);
-}
 
 void sumTerms(float* out, const float* const* bases, const float* weights, int nTerms,
               std::size_t n)

@@ -10,9 +10,6 @@
 
 namespace tirn::simd {
 
-// acc[x] = acc[x] + w * row[x] in single precision, x in [0, n).
-void addWeightedRow(float* acc, const float* row, float w, std::size_t n);
-
 // out[x] = the sum over k = 0 ... nTerms-1, in that order, of
 // weights[k] * bases[k][x], in single precision starting from 0.0f, for x
 // in [0, n). The caller lists the terms in the order its sum is defined in.
