@@ -9,6 +9,7 @@
 #include <string>
 
 #include <Magick++.h>
+#include <hwy/targets.h>
 
 #include "FileTestUtils.h"
 #include "PixelTypes.h"
@@ -495,6 +496,52 @@ TEST(MagickPixels, EveryQuantumScalesLikeTheFloatExportAndRintf)
                   std::rint(255.0f * afExported[3 * q]))
             << q;
     }
+    // The row loop that the reader runs gives the same bytes on every SIMD
+    // target, from a start that leaves a scalar tail behind the vectors.
+    std::vector<unsigned char> bytes(3 * std::size_t(nQuanta));
+    for (std::int64_t target : hwy::SupportedAndGeneratedTargets()) {
+        hwy::SetSupportedTargetsForTest(target);
+        for (unsigned uStart : {0u, 3u}) {
+            std::fill(bytes.begin(), bytes.end(), 0);
+            const std::size_t n = nQuanta - uStart;
+            unsigned char* pRed = bytes.data();
+            EXPECT_FALSE(tirn::rowToBytes(p + uStart, n, pRed, pRed + n, pRed + 2 * n));
+            for (std::size_t i = 0; i < n; ++i) {
+                const unsigned char cWant = toByte(Magick::Quantum(uStart + i));
+                ASSERT_EQ(pRed[i], cWant) << hwy::TargetName(target) << " " << i;
+                ASSERT_EQ(pRed[n + i], cWant) << hwy::TargetName(target) << " " << i;
+                ASSERT_EQ(pRed[2 * n + i], cWant) << hwy::TargetName(target) << " " << i;
+            }
+        }
+    }
+    hwy::SetSupportedTargetsForTest(0);
+}
+
+// A row is exact when every red, green and blue quantum is an 8-bit value's;
+// one other quantum anywhere (a vector's lane or the tail) makes it inexact,
+// and opacity never does.
+TEST(MagickPixels, RowIsExactOnlyWhenEveryColourQuantumIsAnEightBitValue)
+{
+    ASSERT_TRUE(tirn::ensureMagickInitialised());
+    constexpr int nWidth = 37;
+    std::vector<unsigned char> bytes(3 * nWidth);
+    const auto exact = [&](const Magick::Image& row) {
+        return tirn::rowToBytes(tirn::pixelRow(row, 0), nWidth, bytes.data(),
+                                bytes.data() + nWidth, bytes.data() + 2 * nWidth);
+    };
+    const auto eightBit = [](std::size_t i) { return (i * 37 % 256) * (65535 / 255); };
+    for (std::int64_t target : hwy::SupportedAndGeneratedTargets()) {
+        hwy::SetSupportedTargetsForTest(target);
+        SCOPED_TRACE(hwy::TargetName(target));
+        EXPECT_TRUE(exact(shortPicture(nWidth, 1, "RGBA", [&](std::size_t i) {
+            return i % 4 == 3 ? 1 : eightBit(i); // opacity is not looked at
+        })));
+        for (std::size_t iOdd = 0; iOdd < 3 * nWidth; ++iOdd)
+            ASSERT_FALSE(exact(shortPicture(nWidth, 1, "RGB", [&](std::size_t i) {
+                return i == iOdd ? eightBit(i) ^ 1 : eightBit(i);
+            }))) << iOdd;
+    }
+    hwy::SetSupportedTargetsForTest(0);
 }
 
 TEST(MagickPixels, ColourCountEqualsGraphicsMagicksOwn)

@@ -7,9 +7,11 @@
 #include <cstdint>
 #include <cstring>
 #include <fstream>
+#include <iterator>
 #include <iostream>
 #include <list>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include <Magick++.h>
@@ -39,7 +41,7 @@ void printTypeLine(int iType)
         std::cout << apcLabels[iType] << std::endl;
 }
 
-void printListing(const char* pcPath, std::list<Magick::Image>& frames)
+void printListing(const char* pcPath, std::list<Magick::Image>& frames, std::size_t nColours)
 {
     Magick::Image& first = frames.front();
     std::cout << " Image: " << pcPath << " found." << std::endl;
@@ -48,7 +50,7 @@ void printListing(const char* pcPath, std::list<Magick::Image>& frames)
     std::cout << " Depth : " << first.depth() << std::endl;
     std::cout << " Images: " << frames.size() << std::endl;
     printTypeLine(int(first.type()));
-    std::cout << " Colors: " << tirn::countColours(first) << std::endl;
+    std::cout << " Colors: " << nColours << std::endl;
     std::cout << " Label : " << first.label() << std::endl;
 }
 
@@ -64,41 +66,50 @@ int channelsOfType(int iType)
 }
 
 // Copies one frame into `target` (already of the frame's size, nChannels
-// channels from iFirstChannel on), rows turned upside down like the TIFF
-// reader turns them. The quanta are read straight from GraphicsMagick's
-// pixel cache and scaled as its float "RGB" export followed by rintf would
-// scale them. Grey frames hold equal components, so their red component is
-// their grey value, exactly.
+// channels), rows turned upside down like the TIFF reader turns them. The
+// quanta are read straight from GraphicsMagick's pixel cache and scaled as
+// its float "RGB" export followed by rintf would scale them. Grey frames
+// hold equal components, so their red component is their grey value,
+// exactly. With `pColours`, the frame's colours are counted on the way while
+// every quantum is an 8-bit value's; false if one is not (the count is then
+// unfinished).
 template <class T>
-void convertFrame(Magick::Image& frame, int nChannels, CImage<T>& target, int iFirstChannel)
+bool convertFrame(const Magick::Image& frame, int nChannels, CImage<T>& target,
+                  tirn::EightBitColours* pColours)
 {
-    const int iWidth = int(frame.columns());
-    const int iHeight = int(frame.rows());
-    const tirn::QuantumToByte toByte;
-    for (int y = 0; y < iHeight; ++y) {
-        const Magick::PixelPacket* p = tirn::pixelRow(frame, std::size_t(y));
-        const std::size_t nRow = std::size_t(iHeight - 1 - y) * std::size_t(iWidth);
-        T* pRed = target.getChannelDataPtr(iFirstChannel) + nRow;
-        if (nChannels == 1) {
-            for (int x = 0; x < iWidth; ++x)
-                pRed[x] = T(toByte(p[x].red));
-            continue;
+    const std::size_t nWidth = frame.columns();
+    const std::size_t nHeight = frame.rows();
+    std::vector<unsigned char> bytes(3 * nWidth);
+    bool bExact = true;
+    for (std::size_t y = 0; y < nHeight; ++y) {
+        const std::size_t nRow = (nHeight - 1 - y) * nWidth;
+        // Bytes go straight into an 8-bit target's rows; the scratch row
+        // takes what the target has no channel for, and what it widens.
+        unsigned char* apRow[3];
+        for (int c = 0; c < 3; ++c) {
+            apRow[c] = bytes.data() + std::size_t(c) * nWidth;
+            if constexpr (std::is_same_v<T, unsigned char>)
+                if (c < nChannels)
+                    apRow[c] = target.getChannelDataPtr(c) + nRow;
         }
-        T* pGreen = target.getChannelDataPtr(iFirstChannel + 1) + nRow;
-        T* pBlue = target.getChannelDataPtr(iFirstChannel + 2) + nRow;
-        for (int x = 0; x < iWidth; ++x) {
-            pRed[x] = T(toByte(p[x].red));
-            pGreen[x] = T(toByte(p[x].green));
-            pBlue[x] = T(toByte(p[x].blue));
-        }
+        bExact = tirn::rowToBytes(tirn::pixelRow(frame, y), nWidth, apRow[0], apRow[1],
+                                  apRow[2]) &&
+                 bExact;
+        if (pColours && bExact)
+            pColours->addRow(apRow[0], apRow[1], apRow[2], nWidth);
+        if constexpr (!std::is_same_v<T, unsigned char>)
+            for (int c = 0; c < nChannels; ++c)
+                std::copy(apRow[c], apRow[c] + nWidth, target.getChannelDataPtr(c) + nRow);
     }
+    return bExact;
 }
 
 // Adds one frame's channels to `image`: the first converted frame replaces
 // the reader's temporary, the others are appended. Frames of another size
 // than the first cannot share its image and are left out.
 template <class T>
-bool addFrame(Magick::Image& frame, int iFrame, int nChannels, bool bFirst, CImage<T>& image)
+bool addFrame(const Magick::Image& frame, int iFrame, int nChannels, bool bFirst,
+              CImage<T>& image)
 {
     const int64_t iWidth = frame.columns();
     const int64_t iHeight = frame.rows();
@@ -115,12 +126,39 @@ bool addFrame(Magick::Image& frame, int iFrame, int nChannels, bool bFirst, CIma
     if (bFirst) {
         if (!tirn::resizeFromHeader(image, int(iWidth), int(iHeight), nChannels))
             return false;
-        convertFrame(frame, nChannels, image, 0);
+        convertFrame(frame, nChannels, image, nullptr);
     } else {
         CImage<T> channels(int(iWidth), int(iHeight), nChannels);
-        convertFrame(frame, nChannels, channels, 0);
+        convertFrame(frame, nChannels, channels, nullptr);
         image.appendImage(channels);
     }
+    return true;
+}
+
+// The usual case, a first frame that converts: it is converted and its
+// colours counted in one pass over its pixels, before the listing that
+// prints the count. False, with nothing done, where the frame does not
+// convert or the budget refuses it; the frame then takes the general way
+// with its messages after the listing.
+template <class T>
+bool convertFirstFrame(const Magick::Image& frame, CImage<T>& image, std::size_t& nColours)
+{
+    const int nChannels = channelsOfType(int(frame.type()));
+    const int64_t iWidth = frame.columns();
+    const int64_t iHeight = frame.rows();
+    if (nChannels == 0 || iWidth == 0 || iHeight == 0 ||
+        !tirn::imageFitsBudget(iWidth, iHeight, nChannels, sizeof(T)) ||
+        !tirn::imageFitsBudget(iWidth, iHeight, nChannels, sizeof(float)))
+        return false;
+    try {
+        image.resize(int(iWidth), int(iHeight), nChannels);
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+    tirn::EightBitColours colours;
+    nColours = convertFrame(frame, nChannels, image, &colours)
+                   ? colours.count()
+                   : tirn::countColoursBySorting(frame);
     return true;
 }
 
@@ -174,20 +212,23 @@ template <class T> int CImageFileIO<T>::loadMagick(CImage<T>& image, const char*
         if (frames.empty())
             throw Magick::ErrorCorruptImage("no image in the file");
 
-        printListing(pcPath, frames);
-        bool bFirst = true;
-        int iFrame = 0;
-        for (Magick::Image& frame : frames) {
-            const int iType = int(frame.type());
+        std::size_t nColours = 0;
+        const bool bFirstDone = convertFirstFrame(frames.front(), image, nColours);
+        if (!bFirstDone)
+            nColours = tirn::countColours(frames.front());
+        printListing(pcPath, frames, nColours);
+        bool bFirst = !bFirstDone;
+        int iFrame = bFirstDone ? 1 : 0;
+        for (auto it = std::next(frames.begin(), iFrame); it != frames.end(); ++it, ++iFrame) {
+            const int iType = int(it->type());
             const int nChannels = channelsOfType(iType);
             if (nChannels == 0) {
                 std::cout << "CImageFileIO: Unknown type " << iType << std::endl;
             } else {
-                if (!addFrame(frame, iFrame, nChannels, bFirst, image))
+                if (!addFrame(*it, iFrame, nChannels, bFirst, image))
                     return 0;
                 bFirst = false;
             }
-            ++iFrame;
         }
     } catch (const Magick::Exception& error) {
         std::cout << "Can't open image " << pcPath << std::endl << error.what() << std::endl;

@@ -4,6 +4,8 @@
 #include <array>
 #include <vector>
 
+#include "fileio/QuantumRows.h"
+
 namespace tirn {
 
 namespace {
@@ -35,52 +37,7 @@ static_assert(MaxRGB % 255 == 0, "8-bit values must map to whole quanta");
     }
 }
 
-// The 8-bit value of a quantum and whether the quantum is exactly that
-// value's quantum.
-#if QuantumDepth == 16
-// 8-bit values are stored times 257: both bytes the same.
-inline unsigned byteOf(unsigned q) { return q >> 8; }
-inline unsigned inexactBits(unsigned q) { return (q ^ (q >> 8)) & 0xff; }
-#else
-inline unsigned byteOf(unsigned q) { return q / (MaxRGB / 255); }
-inline unsigned inexactBits(unsigned q) { return q % (MaxRGB / 255); }
-#endif
-
-// Set bits of a word, without relying on the build target's popcount.
-inline unsigned bitsSet(std::uint64_t x)
-{
-    x = x - ((x >> 1) & 0x5555555555555555ULL);
-    x = (x & 0x3333333333333333ULL) + ((x >> 2) & 0x3333333333333333ULL);
-    x = (x + (x >> 4)) & 0x0f0f0f0f0f0f0f0fULL;
-    return unsigned((x * 0x0101010101010101ULL) >> 56);
-}
-
-// Counts into a bitset of all 8-bit colours; false (count unfinished) as
-// soon as a row holds a quantum between two 8-bit values.
-bool countEightBitColours(const Magick::Image& frame, std::size_t nWidth,
-                          std::size_t nHeight, std::size_t& nColours)
-{
-    // Kept from call to call: a fresh 2 MB block costs more in page faults
-    // than a typical count takes.
-    thread_local std::vector<std::uint64_t> seen;
-    seen.assign(std::size_t(1) << 18, 0);
-    for (std::size_t y = 0; y < nHeight; ++y) {
-        const Magick::PixelPacket* p = pixelRow(frame, y);
-        unsigned uInexact = 0;
-        for (std::size_t x = 0; x < nWidth; ++x) {
-            const unsigned r = p[x].red, g = p[x].green, b = p[x].blue;
-            uInexact |= inexactBits(r) | inexactBits(g) | inexactBits(b);
-            const std::uint32_t k = byteOf(r) << 16 | byteOf(g) << 8 | byteOf(b);
-            seen[k >> 6] |= std::uint64_t(1) << (k & 63);
-        }
-        if (uInexact)
-            return false;
-    }
-    nColours = 0;
-    for (std::uint64_t word : seen)
-        nColours += bitsSet(word);
-    return true;
-}
+constexpr std::size_t kColourWords = std::size_t(1) << 18;
 
 } // namespace
 
@@ -92,9 +49,72 @@ const Magick::PixelPacket* pixelRow(const Magick::Image& frame, std::size_t y)
     return p;
 }
 
+bool rowToBytes(const Magick::PixelPacket* p, std::size_t n, unsigned char* pRed,
+                unsigned char* pGreen, unsigned char* pBlue)
+{
+#if QuantumDepth == 16 && defined(MAGICK_PIXELS_BGRA)
+    static_assert(sizeof(Magick::PixelPacket) == 4 * sizeof(std::uint16_t),
+                  "the pixel cache must hold four plain 16-bit quanta per pixel");
+    return simd::quantaToBytes(reinterpret_cast<const std::uint16_t*>(p), n, pRed, pGreen,
+                               pBlue) == 0;
+#else
+    const QuantumToByte toByte;
+    bool bExact = true;
+    for (std::size_t x = 0; x < n; ++x) {
+        pRed[x] = toByte(p[x].red);
+        pGreen[x] = toByte(p[x].green);
+        pBlue[x] = toByte(p[x].blue);
+        bExact = bExact && p[x].red == pRed[x] * (MaxRGB / 255) &&
+                 p[x].green == pGreen[x] * (MaxRGB / 255) &&
+                 p[x].blue == pBlue[x] * (MaxRGB / 255);
+    }
+    return bExact;
+#endif
+}
+
+// The thread's bitset, and whether a count left it unclear (one that was
+// abandoned for sorting, or cut short by an exception).
+struct ColourBits
+{
+    std::vector<std::uint64_t> words;
+    bool bDirty = false;
+};
+
+ColourBits& threadColourBits()
+{
+    // Kept from count to count: a fresh 2 MB block costs more in page faults
+    // than a typical count takes, and count() leaves it clear, so a count
+    // after a finished one need not clear it again.
+    thread_local ColourBits bits;
+    return bits;
+}
+
+EightBitColours::EightBitColours()
+{
+    ColourBits& bits = threadColourBits();
+    if (bits.words.size() != kColourWords)
+        bits.words.assign(kColourWords, 0);
+    else if (bits.bDirty)
+        std::fill(bits.words.begin(), bits.words.end(), 0);
+    bits.bDirty = true;
+    m_pSeen = bits.words.data();
+}
+
+void EightBitColours::addRow(const unsigned char* pRed, const unsigned char* pGreen,
+                             const unsigned char* pBlue, std::size_t n)
+{
+    simd::markColours(m_pSeen, pRed, pGreen, pBlue, n);
+}
+
+std::size_t EightBitColours::count()
+{
+    const std::size_t nColours = simd::countAndClear(m_pSeen, kColourWords);
+    threadColourBits().bDirty = false;
+    return nColours;
+}
+
 std::size_t countColours(const Magick::Image& frame)
 {
-    std::size_t nColours = 0;
     const std::size_t nWidth = frame.columns();
     const std::size_t nHeight = frame.rows();
     if (nWidth == 0 || nHeight == 0)
@@ -102,9 +122,23 @@ std::size_t countColours(const Magick::Image& frame)
     // Pictures from 8-bit files hold only the quanta of 8-bit values: their
     // colours fit a bitset of 2^24. Any other quantum sends the count to
     // sorting.
-    if (countEightBitColours(frame, nWidth, nHeight, nColours))
-        return nColours;
+    std::vector<unsigned char> bytes(3 * nWidth);
+    EightBitColours colours;
+    for (std::size_t y = 0; y < nHeight; ++y) {
+        unsigned char* pRed = bytes.data();
+        if (!rowToBytes(pixelRow(frame, y), nWidth, pRed, pRed + nWidth, pRed + 2 * nWidth))
+            return countColoursBySorting(frame);
+        colours.addRow(pRed, pRed + nWidth, pRed + 2 * nWidth, nWidth);
+    }
+    return colours.count();
+}
 
+std::size_t countColoursBySorting(const Magick::Image& frame)
+{
+    const std::size_t nWidth = frame.columns();
+    const std::size_t nHeight = frame.rows();
+    if (nWidth == 0 || nHeight == 0)
+        return 0;
 #if QuantumDepth > 16
     // Three 32-bit quanta do not fit one key.
     std::vector<std::array<std::uint32_t, 3>> triples;
@@ -126,7 +160,7 @@ std::size_t countColours(const Magick::Image& frame)
                       std::uint64_t(p[x].green) << QuantumDepth | std::uint64_t(p[x].blue);
     }
     radixSort(keys, 3 * QuantumDepth);
-    nColours = 1;
+    std::size_t nColours = 1;
     for (std::size_t i = 1; i < keys.size(); ++i)
         nColours += keys[i] != keys[i - 1];
     return nColours;
