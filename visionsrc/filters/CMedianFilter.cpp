@@ -1,6 +1,7 @@
 #include "filters/CMedianFilter.h"
 
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "filters/RankNetwork3x3.h"
@@ -67,7 +68,21 @@ void CMedianFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h, i
     }
     auto collected = [&](int x, int y) {
         const int n = tirn::gatherWindow(pIn, W, H, x, y, h, vfBuffer.data());
-        return n == 0 ? T(0) : tirn::toPixel<T>(median(vfBuffer.data(), n));
+        if (n == 0)
+            return T(0);
+        if constexpr (tirn::isIntegerPixel<T>()) {
+            // Whole numbers, no NaN: any exact selection of the median's
+            // rank gives the reference's value; small windows (the border
+            // of a 3x3) are sorted in place.
+            if (n <= 9) {
+                float* a = vfBuffer.data();
+                for (int i = 1; i < n; ++i)
+                    for (int j = i; j > 0 && a[j] < a[j - 1]; --j)
+                        std::swap(a[j], a[j - 1]);
+                return tirn::toPixel<T>(a[(n + 1) / 2 - 1]);
+            }
+        }
+        return tirn::toPixel<T>(median(vfBuffer.data(), n));
     };
     if constexpr (std::is_same<T, float>::value) {
         // Complete windows up to 5x5 through the network; the windows it
