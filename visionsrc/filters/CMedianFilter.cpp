@@ -4,8 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "filters/RankNetwork3x3.h"
-#include "filters/RankNetworkFloat.h"
+#include "filters/RankNetworks.h"
 #include "filters/RankWindow.h"
 #include "filters/SlidingHistogram.h"
 #include "filters/RowDriver.h"
@@ -88,15 +87,13 @@ void CMedianFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h, i
         // Complete windows up to 5x5 through the network; the windows it
         // cannot decide, and the border, collected as in the reference.
         if (h == 1 || h == 2) {
-            tirn::RankNetworkFloat network;
             std::vector<unsigned char> vFlags(static_cast<std::size_t>(W));
-            const int k = ((2 * h + 1) * (2 * h + 1) + 1) / 2 - 1;
             for (int y = y0; y < y1; ++y) {
                 T* pRow = pOut + std::size_t(y) * W;
                 tirn::splitRow(
                     y, W, H, h, h, [&](int x) { pRow[x] = collected(x, y); },
                     [&](int xa, int xb) {
-                        network.row(pIn, W, y, h, k, xa, xb, pRow, vFlags.data());
+                        tirn::medianFloatRow(pIn, W, y, h, xa, xb, pRow, vFlags.data());
                         for (int x = xa; x < xb; ++x)
                             if (vFlags[x])
                                 pRow[x] = collected(x, y);

@@ -1,12 +1,13 @@
 #undef HWY_TARGET_INCLUDE
-#define HWY_TARGET_INCLUDE "filters/RankNetwork3x3.cpp"
+#define HWY_TARGET_INCLUDE "filters/RankNetworks.cpp"
 #include <hwy/foreach_target.h> // IWYU pragma: keep
 #include <hwy/highway.h>
 
 #include <algorithm>
 #include <utility>
 
-#include "filters/RankNetwork3x3.h"
+#include "filters/RankNetworks.h"
+#include "image/TirnAssert.h"
 
 HWY_BEFORE_NAMESPACE();
 namespace tirn {
@@ -19,12 +20,12 @@ template <class V> HWY_INLINE V middleOfThree(V a, V b, V c)
     return hn::Max(hn::Min(a, b), hn::Min(hn::Max(a, b), c));
 }
 
-// The network of rank K on nine vectors, unrolled, so that they stay in
-// registers.
-template <int K, class V, std::size_t... I>
+// The network of rank K of nWires vectors, unrolled, so that they stay in
+// registers where there are enough.
+template <int nWires, int K, class V, std::size_t... I>
 HWY_INLINE V runNetwork(V* v, std::index_sequence<I...>)
 {
-    constexpr RankNetwork network = rankNetwork9(K);
+    constexpr RankNetwork network = rankNetwork(nWires, K);
     const auto step = [v](const RankStep& s) {
         const V a = v[s.a], b = v[s.b];
         if (s.bLow)
@@ -65,7 +66,8 @@ HWY_INLINE hn::Vec<D> rankOfWindows(D d, const T* pAbove, const T* pRow, const T
             v[3 + i] = hn::LoadU(d, pRow + x - 1 + i);
             v[6 + i] = hn::LoadU(d, pBelow + x - 1 + i);
         }
-        return runNetwork<K>(v, std::make_index_sequence<std::size_t(rankNetwork9(K).nSteps)>());
+        return runNetwork<9, K>(
+            v, std::make_index_sequence<std::size_t(rankNetwork(9, K).nSteps)>());
     }
 }
 
@@ -108,6 +110,81 @@ void rankRowOf(const T* pAbove, const T* pRow, const T* pBelow, int iWidth, int 
     }
 }
 
+// Whether a lane holds a NaN or -0, the values only the reference's order
+// decides.
+template <class D> HWY_INLINE hn::Mask<D> orderSensitive(D d, hn::Vec<D> v)
+{
+    const hn::RebindToUnsigned<D> du;
+    return hn::Or(hn::IsNaN(v),
+                  hn::RebindMask(d, hn::Eq(hn::BitCast(du, v), hn::Set(du, 0x80000000u))));
+}
+
+template <int h, class D>
+HWY_INLINE void medianOfWindows(D d, const float* pData, int iWidth, int y, int x, float* pOut,
+                                unsigned char* pFlag)
+{
+    constexpr int iSide = 2 * h + 1, n = iSide * iSide;
+    using V = hn::Vec<D>;
+    V v[n];
+    auto mSensitive = hn::FirstN(d, 0);
+    for (int j = 0; j < iSide; ++j) {
+        const float* pRow = pData + std::size_t(y - h + j) * iWidth + x - h;
+        for (int i = 0; i < iSide; ++i) {
+            v[j * iSide + i] = hn::LoadU(d, pRow + i);
+            mSensitive = hn::Or(mSensitive, orderSensitive(d, v[j * iSide + i]));
+        }
+    }
+    const std::size_t N = hn::Lanes(d);
+    if (hn::AllFalse(d, mSensitive)) {
+        for (std::size_t i = 0; i < N; ++i)
+            pFlag[x + int(i)] = 0;
+    } else {
+        for (std::size_t i = 0; i < N; ++i)
+            pFlag[x + int(i)] = 0;
+        // Rare: which lanes, one at a time.
+        alignas(64) float aLane[HWY_MAX_BYTES / sizeof(float)];
+        for (int w = 0; w < n; ++w) {
+            hn::Store(hn::IfThenElseZero(orderSensitive(d, v[w]), hn::Set(d, 1.0f)), d, aLane);
+            for (std::size_t i = 0; i < N; ++i)
+                if (aLane[i] != 0.0f)
+                    pFlag[x + int(i)] = 1;
+        }
+    }
+    constexpr int k = (n + 1) / 2 - 1;
+    hn::StoreU(runNetwork<n, k>(v, std::make_index_sequence<std::size_t(
+                                       rankNetwork(n, k).nSteps)>()),
+               d, pOut + x);
+}
+
+template <int h>
+void medianRow(const float* pData, int iWidth, int y, int x0, int x1, float* pOut,
+               unsigned char* pFlag)
+{
+    const hn::ScalableTag<float> d;
+    const int N = int(hn::Lanes(d));
+    if (x1 - x0 < N) {
+        const hn::CappedTag<float, 1> d1;
+        for (int x = x0; x < x1; ++x)
+            medianOfWindows<h>(d1, pData, iWidth, y, x, pOut, pFlag);
+        return;
+    }
+    // The last vector may reach back over pixels already done: same values.
+    for (int x = x0;; x = std::min(x + N, x1 - N)) {
+        medianOfWindows<h>(d, pData, iWidth, y, x, pOut, pFlag);
+        if (x == x1 - N)
+            break;
+    }
+}
+
+void MedianFloatRow(const float* pData, int iWidth, int y, int h, int x0, int x1, float* pOut,
+                    unsigned char* pFlag)
+{
+    if (h == 1)
+        medianRow<1>(pData, iWidth, y, x0, x1, pOut, pFlag);
+    else
+        medianRow<2>(pData, iWidth, y, x0, x1, pOut, pFlag);
+}
+
 void RankRowU8(const unsigned char* pAbove, const unsigned char* pRow,
                const unsigned char* pBelow, int iWidth, int k, unsigned char* pOut)
 {
@@ -129,6 +206,7 @@ namespace tirn {
 
 HWY_EXPORT(RankRowU8);
 HWY_EXPORT(RankRowU16);
+HWY_EXPORT(MedianFloatRow);
 
 void rank3x3Row(const unsigned char* pAbove, const unsigned char* pRow,
                 const unsigned char* pBelow, int iWidth, int k, unsigned char* pOut)
@@ -140,6 +218,13 @@ void rank3x3Row(const unsigned short* pAbove, const unsigned short* pRow,
                 const unsigned short* pBelow, int iWidth, int k, unsigned short* pOut)
 {
     HWY_DYNAMIC_DISPATCH(RankRowU16)(pAbove, pRow, pBelow, iWidth, k, pOut);
+}
+
+void medianFloatRow(const float* pData, int iWidth, int y, int h, int x0, int x1, float* pOut,
+                    unsigned char* pFlag)
+{
+    TIRN_ASSERT(h == 1 || h == 2);
+    HWY_DYNAMIC_DISPATCH(MedianFloatRow)(pData, iWidth, y, h, x0, x1, pOut, pFlag);
 }
 
 } // namespace tirn
