@@ -105,7 +105,8 @@ template <class V> void putNative(Bytes& b, V v)
 {
     unsigned char ac[sizeof(V)];
     std::memcpy(ac, &v, sizeof v);
-    b.insert(b.end(), ac, ac + sizeof v);
+    for (unsigned char c : ac) // insert() of the range sets off a false GCC 12 warning
+        b.push_back(c);
 }
 
 // Writes v big-endian at byte `offset`, growing b as needed.

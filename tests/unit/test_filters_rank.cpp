@@ -13,6 +13,7 @@
 #include "filters/CMedianFilter.h"
 #include "filters/CRankFilter.h"
 #include "filters/CsimpleMedian.h"
+#include "filters/RankNetworks.h"
 #include "filters/utils.h"
 
 namespace {
@@ -24,6 +25,40 @@ template <class T> std::vector<T> pixels(const CImage<T>& image, int c = 0)
 }
 
 } // namespace
+
+// A network of min/max steps selects correctly from any values if it does
+// from every choice of 0s and 1s. The inputs are run 64 at a time, one bit
+// each: min is AND, max is OR. Every rank of nine, and the median of 25
+// (2^25 inputs).
+TEST(RankNetwork, EveryZeroOneInput)
+{
+    const auto check = [](int nWires, int k) {
+        const tirn::RankNetwork network = tirn::rankNetwork(nWires, k);
+        for (std::uint64_t uBase = 0; uBase < (std::uint64_t(1) << nWires); uBase += 64) {
+            std::uint64_t v[32] = {}, uWant = 0;
+            for (int j = 0; j < 64; ++j) {
+                const std::uint64_t uInput = uBase + std::uint64_t(j);
+                for (int i = 0; i < nWires; ++i)
+                    v[i] |= ((uInput >> i) & 1) << j;
+                // Rank k is 1 when at most k of the inputs are 0.
+                if (nWires - __builtin_popcountll(uInput) <= k)
+                    uWant |= std::uint64_t(1) << j;
+            }
+            for (int i = 0; i < network.nSteps; ++i) {
+                const tirn::RankStep& s = network.steps[i];
+                const std::uint64_t lo = v[s.a] & v[s.b], hi = v[s.a] | v[s.b];
+                if (s.bLow)
+                    v[s.a] = lo;
+                if (s.bHigh)
+                    v[s.b] = hi;
+            }
+            ASSERT_EQ(v[k], uWant) << nWires << " wires, rank " << k << ", inputs from " << uBase;
+        }
+    };
+    for (int k = 0; k < 9; ++k)
+        check(9, k);
+    check(25, 12);
+}
 
 TEST(StatisticsHelpers, WorkedValues)
 {

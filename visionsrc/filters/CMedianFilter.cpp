@@ -1,10 +1,10 @@
 #include "filters/CMedianFilter.h"
 
 #include <type_traits>
+#include <utility>
 #include <vector>
 
-#include "filters/RankNetwork3x3.h"
-#include "filters/RankNetworkFloat.h"
+#include "filters/RankNetworks.h"
 #include "filters/RankWindow.h"
 #include "filters/SlidingHistogram.h"
 #include "filters/RowDriver.h"
@@ -67,21 +67,33 @@ void CMedianFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h, i
     }
     auto collected = [&](int x, int y) {
         const int n = tirn::gatherWindow(pIn, W, H, x, y, h, vfBuffer.data());
-        return n == 0 ? T(0) : tirn::toPixel<T>(median(vfBuffer.data(), n));
+        if (n == 0)
+            return T(0);
+        if constexpr (tirn::isIntegerPixel<T>()) {
+            // Whole numbers, no NaN: any exact selection of the median's
+            // rank gives the reference's value; small windows (the border
+            // of a 3x3) are sorted in place.
+            if (n <= 9) {
+                float* a = vfBuffer.data();
+                for (int i = 1; i < n; ++i)
+                    for (int j = i; j > 0 && a[j] < a[j - 1]; --j)
+                        std::swap(a[j], a[j - 1]);
+                return tirn::toPixel<T>(a[(n + 1) / 2 - 1]);
+            }
+        }
+        return tirn::toPixel<T>(median(vfBuffer.data(), n));
     };
     if constexpr (std::is_same<T, float>::value) {
         // Complete windows up to 5x5 through the network; the windows it
         // cannot decide, and the border, collected as in the reference.
         if (h == 1 || h == 2) {
-            tirn::RankNetworkFloat network;
             std::vector<unsigned char> vFlags(static_cast<std::size_t>(W));
-            const int k = ((2 * h + 1) * (2 * h + 1) + 1) / 2 - 1;
             for (int y = y0; y < y1; ++y) {
                 T* pRow = pOut + std::size_t(y) * W;
                 tirn::splitRow(
                     y, W, H, h, h, [&](int x) { pRow[x] = collected(x, y); },
                     [&](int xa, int xb) {
-                        network.row(pIn, W, y, h, k, xa, xb, pRow, vFlags.data());
+                        tirn::medianFloatRow(pIn, W, y, h, xa, xb, pRow, vFlags.data());
                         for (int x = xa; x < xb; ++x)
                             if (vFlags[x])
                                 pRow[x] = collected(x, y);

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "filters/RankNetwork3x3.h"
+#include "filters/RankNetworks.h"
 #include "filters/RankWindow.h"
 #include "filters/SlidingHistogram.h"
 #include "filters/RowDriver.h"

@@ -170,12 +170,22 @@ template <class T> void CTransformation<T>::exec()
         CImage<T> scratch(source.width(), source.height(), 1);
         // The unselected channels of the result are the source's.
         target = source;
-        for (int c = 0; c < source.channels(); ++c) {
+        int iLastSelected = source.channels() - 1;
+        while (iLastSelected >= 0 && !pbMask[iLastSelected])
+            --iLastSelected;
+        for (int c = 0; c <= iLastSelected; ++c) {
             if (!pbMask[c])
                 continue;
-            target.detach(c);
             const CImage<T> channel = source.extractChannel(c);
             singleChannelOperation(channel, scratch);
+            // The scratch's pixels are the last channel's result: after it
+            // nothing reads them, so they need not be copied.
+            if (c == iLastSelected && scratch.channels() >= 1 &&
+                target.canAdoptChannel(c, scratch, 0)) {
+                target.adoptChannel(c, scratch, 0);
+                continue;
+            }
+            target.detach(c);
             target.fillChannel(scratch, 0, c);
         }
     } else {

@@ -1,10 +1,9 @@
 #include "filters/CYuv2Rgb.h"
 
-#include <memory>
-#include <type_traits>
-#include <vector>
+#include <cstddef>
 
 #include "filters/RowDriver.h"
+#include "filters/SimdColour.h"
 
 namespace {
 
@@ -38,44 +37,6 @@ template <class T> struct YuvToRgb
         r = tirn::toPixel<T>(clampByte(y + 1.402 * v));
         g = tirn::toPixel<T>(clampByte(y - 0.7141 * v - 0.3441 * u));
         b = tirn::toPixel<T>(clampByte(y + 1.772 * u));
-    }
-};
-
-// The row kernel's store: clampByte leaves an integer-depth value in
-// 0...255 (integer inputs hold no NaN), where truncation needs no wrap and
-// the plain conversion vectorises.
-template <class T> inline T storeClamped(double dValue)
-{
-    if constexpr (tirn::isIntegerPixel<T>())
-        return T(int(dValue));
-    else
-        return tirn::toPixel<T>(dValue);
-}
-
-// 8-bit rows of many pixels by tables: R depends on (Y, V) and B on (Y, U)
-// alone, so each is a table of every pair, filled by the same arithmetic.
-// G = clamp((Y - 0.7141 V) - 0.3441 U) takes its first difference, rounded
-// as the formula rounds it, from a table of (Y, V) pairs and its second
-// term from a table of U.
-struct YuvTables
-{
-    std::vector<unsigned char> vR, vB;
-    std::vector<double> vYv, vU;
-
-    explicit YuvTables(bool bOffset) : vR(65536), vB(65536), vYv(65536), vU(256)
-    {
-        auto level = [bOffset](int i, float fOffset) {
-            return double(bOffset ? float(i) - fOffset : float(i));
-        };
-        for (int a = 0; a < 256; ++a)
-            for (int c = 0; c < 256; ++c) {
-                const double y = level(a, 16.0f), uv = level(c, 128.0f);
-                vR[a * 256 + c] = (unsigned char)int(clampByte(y + 1.402 * uv));
-                vB[a * 256 + c] = (unsigned char)int(clampByte(y + 1.772 * uv));
-                vYv[a * 256 + c] = y - 0.7141 * uv;
-            }
-        for (int c = 0; c < 256; ++c)
-            vU[c] = 0.3441 * level(c, 128.0f);
     }
 };
 
@@ -115,49 +76,12 @@ template <class T> void CYuv2Rgb<T>::exec(const CImage<T>* pSrc, CImage<T>* pTgt
                 }
         },
         [&](int y0, int y1) {
-        // Tables pay from some tens of thousands of pixels on; each band
-        // fills its own.
-        std::unique_ptr<YuvTables> pTables;
-        if constexpr (std::is_same<T, unsigned char>::value)
-            if ((long long)w * (y1 - y0) >= 65536)
-                pTables = std::make_unique<YuvTables>(bYuvOffset);
-        for (int y = y0; y < y1; ++y) {
-            const T* pY = src.getChannelPtr(0)->getRowPtr(y);
-            const T* pU = src.getChannelPtr(1)->getRowPtr(y);
-            const T* pV = src.getChannelPtr(2)->getRowPtr(y);
-            T* pR = tgt.getChannelPtr(0)->getRowPtr(y);
-            T* pG = tgt.getChannelPtr(1)->getRowPtr(y);
-            T* pB = tgt.getChannelPtr(2)->getRowPtr(y);
-            // A target sharing channels with the source reads each pixel
-            // before writing it, like the reference.
-            if (pTables) {
-                const YuvTables& t = *pTables;
-                for (int x = 0; x < w; ++x) {
-                    const int iY = int(pY[x]) << 8, iU = pU[x], iV = pV[x];
-                    const T g = T(int(clampByte(t.vYv[iY + iV] - t.vU[iU])));
-                    const T r = T(t.vR[iY + iV]);
-                    const T b = T(t.vB[iY + iU]);
-                    pR[x] = r;
-                    pG[x] = g;
-                    pB[x] = b;
-                }
-                continue;
-            }
-            const bool bOffset = convert.bOffset;
-            for (int x = 0; x < w; ++x) {
-                // YuvToRgb's arithmetic, step for step.
-                const float fY = bOffset ? float(pY[x]) - 16.0f : float(pY[x]);
-                const float fU = bOffset ? float(pU[x]) - 128.0f : float(pU[x]);
-                const float fV = bOffset ? float(pV[x]) - 128.0f : float(pV[x]);
-                const double y = fY, u = fU, v = fV;
-                const T r = storeClamped<T>(clampByte(y + 1.402 * v));
-                const T g = storeClamped<T>(clampByte(y - 0.7141 * v - 0.3441 * u));
-                const T b = storeClamped<T>(clampByte(y + 1.772 * u));
-                pR[x] = r;
-                pG[x] = g;
-                pB[x] = b;
-            }
-        }
+            for (int y = y0; y < y1; ++y)
+                tirn::simd::yuvToRgbRow(
+                    src.getChannelPtr(0)->getRowPtr(y), src.getChannelPtr(1)->getRowPtr(y),
+                    src.getChannelPtr(2)->getRowPtr(y), std::size_t(w), bYuvOffset,
+                    tgt.getChannelPtr(0)->getRowPtr(y), tgt.getChannelPtr(1)->getRowPtr(y),
+                    tgt.getChannelPtr(2)->getRowPtr(y));
         });
     tgt.setChannelInfo("R", 0);
     tgt.setChannelInfo("G", 1);

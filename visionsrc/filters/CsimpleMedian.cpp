@@ -7,7 +7,7 @@
 #include <new>
 #include <vector>
 
-#include "filters/RankNetwork3x3.h"
+#include "filters/RankNetworks.h"
 #include "filters/RowDriver.h"
 #include "filters/SlidingHistogram.h"
 #include "filters/utils.h"

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "image/ImageBudget.h"
+#include "image/TirnAssert.h"
 
 // width*height*channels must be addressable with the int-based interface
 // (pixels() and friends) and the image must fit the memory budget; anything
@@ -234,6 +235,27 @@ void CImage<Type>::fillChannel(const CImage& source, int iSourceChannel, int iCh
         return;
     for (int y = 0; y < pSource->height(); ++y)
         std::memcpy(pTarget->getRowPtr(y), pSource->getRowPtr(y), sizeof(Type) * iColumns);
+}
+
+template <class Type>
+bool CImage<Type>::canAdoptChannel(int iChannel, const CImage& other, int iOtherChannel) const
+{
+    const Channel* pOwn = ppChannels[iChannel];
+    const Channel* pOther = other.ppChannels[iOtherChannel];
+    return pOther != pOwn && pOther->refs() == 1 && pOther->width() == pOwn->width() &&
+           pOther->height() == pOwn->height();
+}
+
+template <class Type>
+void CImage<Type>::adoptChannel(int iChannel, const CImage& other, int iOtherChannel)
+{
+    TIRN_ASSERT(canAdoptChannel(iChannel, other, iOtherChannel));
+    Channel* pNew = other.ppChannels[iOtherChannel];
+    Channel*& pOld = ppChannels[iChannel];
+    pNew->copyInfoOf(*pOld);
+    pNew->incRefCounter();
+    releaseChannel(pOld);
+    pOld = pNew;
 }
 
 template <class Type> CImageChannel<Type>* CImage<Type>::getChannelPtr(int iChannel) const

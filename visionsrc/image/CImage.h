@@ -50,6 +50,13 @@ public:
     CImage extractChannel(int iChannel) const;
     void cloneChannel(int iChannel, CImage* pTarget, int iTargetChannel) const;
     void fillChannel(const CImage& source, int iSourceChannel, int iChannel);
+    // What detach(iChannel) and fillChannel(other, iOtherChannel, iChannel)
+    // leave when other's channel is of this image's size and held by other
+    // alone, without copying a pixel: channel iChannel takes over that
+    // channel's pixels and keeps its own info. Other must not use the
+    // channel afterwards.
+    void adoptChannel(int iChannel, const CImage& other, int iOtherChannel);
+    bool canAdoptChannel(int iChannel, const CImage& other, int iOtherChannel) const;
     Channel* getChannelPtr(int iChannel) const;
     void clear(int iChannel);
 

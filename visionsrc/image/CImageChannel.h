@@ -1,6 +1,7 @@
 #ifndef CIMAGECHANNEL_H
 #define CIMAGECHANNEL_H
 
+#include <cstring>
 #include <vector>
 
 #include "image/PixelTraits.h"
@@ -50,6 +51,11 @@ public:
 
     void setChannelInfo(const char* pcInfo);
     const char* getChannelInfo() const { return acInfo; }
+    // The whole info buffer, bytes after its end included, as a copy has.
+    void copyInfoOf(const CImageChannel& other)
+    {
+        std::memcpy(acInfo, other.acInfo, sizeof acInfo);
+    }
 
     Type min() const;
     Type max() const;

@@ -1,0 +1,231 @@
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "filters/RankNetworks.cpp"
+#include <hwy/foreach_target.h> // IWYU pragma: keep
+#include <hwy/highway.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "filters/RankNetworks.h"
+#include "image/TirnAssert.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace tirn {
+namespace HWY_NAMESPACE {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+template <class V> HWY_INLINE V middleOfThree(V a, V b, V c)
+{
+    return hn::Max(hn::Min(a, b), hn::Min(hn::Max(a, b), c));
+}
+
+// The network of rank K of nWires vectors, unrolled, so that they stay in
+// registers where there are enough.
+template <int nWires, int K, class V, std::size_t... I>
+HWY_INLINE V runNetwork(V* v, std::index_sequence<I...>)
+{
+    constexpr RankNetwork network = rankNetwork(nWires, K);
+    const auto step = [v](const RankStep& s) {
+        const V a = v[s.a], b = v[s.b];
+        if (s.bLow)
+            v[s.a] = hn::Min(a, b);
+        if (s.bHigh)
+            v[s.b] = hn::Max(a, b);
+    };
+    (step(network.steps[I]), ...);
+    return v[K];
+}
+
+template <int K, class D, class T>
+HWY_INLINE hn::Vec<D> rankOfWindows(D d, const T* pAbove, const T* pRow, const T* pBelow, int x)
+{
+    using V = hn::Vec<D>;
+    if constexpr (K == 4) {
+        // Each column's three sorted once; the median is then the middle of
+        // the largest low, the middle middle and the smallest high.
+        V lo[3], mid[3], hi[3];
+        for (int i = 0; i < 3; ++i) {
+            const V a = hn::LoadU(d, pAbove + x - 1 + i);
+            const V r = hn::LoadU(d, pRow + x - 1 + i);
+            const V b = hn::LoadU(d, pBelow + x - 1 + i);
+            const V ar = hn::Min(a, r), rb = hn::Max(a, r);
+            lo[i] = hn::Min(ar, b);
+            const V t = hn::Max(ar, b);
+            mid[i] = hn::Min(rb, t);
+            hi[i] = hn::Max(rb, t);
+        }
+        const V maxLow = hn::Max(hn::Max(lo[0], lo[1]), lo[2]);
+        const V minHigh = hn::Min(hn::Min(hi[0], hi[1]), hi[2]);
+        const V midMid = middleOfThree(mid[0], mid[1], mid[2]);
+        return middleOfThree(maxLow, midMid, minHigh);
+    } else {
+        V v[9];
+        for (int i = 0; i < 3; ++i) {
+            v[i] = hn::LoadU(d, pAbove + x - 1 + i);
+            v[3 + i] = hn::LoadU(d, pRow + x - 1 + i);
+            v[6 + i] = hn::LoadU(d, pBelow + x - 1 + i);
+        }
+        return runNetwork<9, K>(
+            v, std::make_index_sequence<std::size_t(rankNetwork(9, K).nSteps)>());
+    }
+}
+
+template <int K, class T>
+void rankRow(const T* HWY_RESTRICT pAbove, const T* HWY_RESTRICT pRow,
+             const T* HWY_RESTRICT pBelow, int iWidth, T* HWY_RESTRICT pOut)
+{
+    const hn::ScalableTag<T> d;
+    const int N = int(hn::Lanes(d));
+    // Vectors start at x = 1; the last one may reach back over pixels a
+    // vector already did, which gives the same values again.
+    const int iLast = iWidth - 1 - N;
+    if (iLast < 1) {
+        // Too narrow for one vector: the same network on single values.
+        const hn::CappedTag<T, 1> d1;
+        for (int x = 1; x < iWidth - 1; ++x)
+            pOut[x] = hn::GetLane(rankOfWindows<K>(d1, pAbove, pRow, pBelow, x));
+        return;
+    }
+    for (int x = 1;; x = std::min(x + N, iLast)) {
+        hn::StoreU(rankOfWindows<K>(d, pAbove, pRow, pBelow, x), d, pOut + x);
+        if (x == iLast)
+            break;
+    }
+}
+
+template <class T>
+void rankRowOf(const T* pAbove, const T* pRow, const T* pBelow, int iWidth, int k, T* pOut)
+{
+    switch (std::min(std::max(k, 0), 8)) {
+    case 0: return rankRow<0>(pAbove, pRow, pBelow, iWidth, pOut);
+    case 1: return rankRow<1>(pAbove, pRow, pBelow, iWidth, pOut);
+    case 2: return rankRow<2>(pAbove, pRow, pBelow, iWidth, pOut);
+    case 3: return rankRow<3>(pAbove, pRow, pBelow, iWidth, pOut);
+    case 4: return rankRow<4>(pAbove, pRow, pBelow, iWidth, pOut);
+    case 5: return rankRow<5>(pAbove, pRow, pBelow, iWidth, pOut);
+    case 6: return rankRow<6>(pAbove, pRow, pBelow, iWidth, pOut);
+    case 7: return rankRow<7>(pAbove, pRow, pBelow, iWidth, pOut);
+    default: return rankRow<8>(pAbove, pRow, pBelow, iWidth, pOut);
+    }
+}
+
+// Whether a lane holds a NaN or -0, the values only the reference's order
+// decides.
+template <class D> HWY_INLINE hn::Mask<D> orderSensitive(D d, hn::Vec<D> v)
+{
+    const hn::RebindToUnsigned<D> du;
+    return hn::Or(hn::IsNaN(v),
+                  hn::RebindMask(d, hn::Eq(hn::BitCast(du, v), hn::Set(du, 0x80000000u))));
+}
+
+template <int h, class D>
+HWY_INLINE void medianOfWindows(D d, const float* pData, int iWidth, int y, int x, float* pOut,
+                                unsigned char* pFlag)
+{
+    constexpr int iSide = 2 * h + 1, n = iSide * iSide;
+    using V = hn::Vec<D>;
+    V v[n];
+    auto mSensitive = hn::FirstN(d, 0);
+    for (int j = 0; j < iSide; ++j) {
+        const float* pRow = pData + std::size_t(y - h + j) * iWidth + x - h;
+        for (int i = 0; i < iSide; ++i) {
+            v[j * iSide + i] = hn::LoadU(d, pRow + i);
+            mSensitive = hn::Or(mSensitive, orderSensitive(d, v[j * iSide + i]));
+        }
+    }
+    const std::size_t N = hn::Lanes(d);
+    if (hn::AllFalse(d, mSensitive)) {
+        for (std::size_t i = 0; i < N; ++i)
+            pFlag[x + int(i)] = 0;
+    } else {
+        for (std::size_t i = 0; i < N; ++i)
+            pFlag[x + int(i)] = 0;
+        // Rare: which lanes, one at a time.
+        alignas(64) float aLane[HWY_MAX_BYTES / sizeof(float)];
+        for (int w = 0; w < n; ++w) {
+            hn::Store(hn::IfThenElseZero(orderSensitive(d, v[w]), hn::Set(d, 1.0f)), d, aLane);
+            for (std::size_t i = 0; i < N; ++i)
+                if (aLane[i] != 0.0f)
+                    pFlag[x + int(i)] = 1;
+        }
+    }
+    constexpr int k = (n + 1) / 2 - 1;
+    hn::StoreU(runNetwork<n, k>(v, std::make_index_sequence<std::size_t(
+                                       rankNetwork(n, k).nSteps)>()),
+               d, pOut + x);
+}
+
+template <int h>
+void medianRow(const float* pData, int iWidth, int y, int x0, int x1, float* pOut,
+               unsigned char* pFlag)
+{
+    const hn::ScalableTag<float> d;
+    const int N = int(hn::Lanes(d));
+    if (x1 - x0 < N) {
+        const hn::CappedTag<float, 1> d1;
+        for (int x = x0; x < x1; ++x)
+            medianOfWindows<h>(d1, pData, iWidth, y, x, pOut, pFlag);
+        return;
+    }
+    // The last vector may reach back over pixels already done: same values.
+    for (int x = x0;; x = std::min(x + N, x1 - N)) {
+        medianOfWindows<h>(d, pData, iWidth, y, x, pOut, pFlag);
+        if (x == x1 - N)
+            break;
+    }
+}
+
+void MedianFloatRow(const float* pData, int iWidth, int y, int h, int x0, int x1, float* pOut,
+                    unsigned char* pFlag)
+{
+    if (h == 1)
+        medianRow<1>(pData, iWidth, y, x0, x1, pOut, pFlag);
+    else
+        medianRow<2>(pData, iWidth, y, x0, x1, pOut, pFlag);
+}
+
+void RankRowU8(const unsigned char* pAbove, const unsigned char* pRow,
+               const unsigned char* pBelow, int iWidth, int k, unsigned char* pOut)
+{
+    rankRowOf(pAbove, pRow, pBelow, iWidth, k, pOut);
+}
+
+void RankRowU16(const unsigned short* pAbove, const unsigned short* pRow,
+                const unsigned short* pBelow, int iWidth, int k, unsigned short* pOut)
+{
+    rankRowOf(pAbove, pRow, pBelow, iWidth, k, pOut);
+}
+
+} // namespace HWY_NAMESPACE
+} // namespace tirn
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace tirn {
+
+HWY_EXPORT(RankRowU8);
+HWY_EXPORT(RankRowU16);
+HWY_EXPORT(MedianFloatRow);
+
+void rank3x3Row(const unsigned char* pAbove, const unsigned char* pRow,
+                const unsigned char* pBelow, int iWidth, int k, unsigned char* pOut)
+{
+    HWY_DYNAMIC_DISPATCH(RankRowU8)(pAbove, pRow, pBelow, iWidth, k, pOut);
+}
+
+void rank3x3Row(const unsigned short* pAbove, const unsigned short* pRow,
+                const unsigned short* pBelow, int iWidth, int k, unsigned short* pOut)
+{
+    HWY_DYNAMIC_DISPATCH(RankRowU16)(pAbove, pRow, pBelow, iWidth, k, pOut);
+}
+
+void medianFloatRow(const float* pData, int iWidth, int y, int h, int x0, int x1, float* pOut,
+                    unsigned char* pFlag)
+{
+    TIRN_ASSERT(h == 1 || h == 2);
+    HWY_DYNAMIC_DISPATCH(MedianFloatRow)(pData, iWidth, y, h, x0, x1, pOut, pFlag);
+}
+
+} // namespace tirn
+#endif

@@ -1,0 +1,149 @@
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "filters/SimdColour.cpp"
+#include <hwy/foreach_target.h> // IWYU pragma: keep
+#include <hwy/highway.h>
+
+#include <type_traits>
+
+#include "filters/SimdColour.h"
+#include "image/PixelTraits.h"
+
+HWY_BEFORE_NAMESPACE();
+namespace tirn::simd {
+namespace HWY_NAMESPACE {
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+// Pixels of depth T as doubles, through single precision like the scalar
+// conversion (exact for the integer depths).
+template <class T, class D> HWY_INLINE hn::Vec<D> loadAsDouble(D d, const T* p, float fOffset)
+{
+    if constexpr (std::is_same_v<T, float>) {
+        const hn::Rebind<float, D> df;
+        const auto v = hn::LoadU(df, p);
+        return hn::PromoteTo(d, fOffset != 0.0f ? hn::Sub(v, hn::Set(df, fOffset)) : v);
+    } else {
+        // Integer values and offsets are exact in both precisions.
+        const hn::Rebind<std::int32_t, D> di;
+        const hn::Rebind<T, D> dt;
+        return hn::Sub(hn::PromoteTo(d, hn::PromoteTo(di, hn::LoadU(dt, p))),
+                       hn::Set(d, double(fOffset)));
+    }
+}
+
+// Clamped to 0...255 as comparisons do it, so a NaN passes unchanged.
+template <class D> HWY_INLINE hn::Vec<D> clampByte(D d, hn::Vec<D> v)
+{
+    v = hn::IfThenElse(hn::Lt(v, hn::Zero(d)), hn::Zero(d), v);
+    return hn::IfThenElse(hn::Gt(v, hn::Set(d, 255.0)), hn::Set(d, 255.0), v);
+}
+
+template <class T, class D> HWY_INLINE void storeFromDouble(D, hn::Vec<D> v, T* p)
+{
+    if constexpr (std::is_same_v<T, float>) {
+        hn::StoreU(hn::DemoteTo(hn::Rebind<float, D>(), v), hn::Rebind<float, D>(), p);
+    } else {
+        // A clamped integer-depth value lies in 0...255: truncation needs no
+        // wrap.
+        const hn::Rebind<std::int32_t, D> di;
+        const hn::Rebind<T, D> dt;
+        hn::StoreU(hn::DemoteTo(dt, hn::DemoteTo(di, v)), dt, p);
+    }
+}
+
+// Target rows may share storage with source rows: each vector of pixels is
+// read whole before any of it is written, as the reference reads each pixel
+// before writing it.
+template <class T>
+void yuvRow(const T* pY, const T* pU, const T* pV,
+            std::size_t n, bool bOffset, T* pR, T* pG, T* pB)
+{
+    const hn::ScalableTag<double> d;
+    const std::size_t N = hn::Lanes(d);
+    const float fLuma = bOffset ? 16.0f : 0.0f, fChroma = bOffset ? 128.0f : 0.0f;
+    const auto k1402 = hn::Set(d, 1.402), k7141 = hn::Set(d, 0.7141);
+    const auto k3441 = hn::Set(d, 0.3441), k1772 = hn::Set(d, 1.772);
+    std::size_t x = 0;
+    for (; x + N <= n; x += N) {
+        const auto y = loadAsDouble(d, pY + x, fLuma);
+        const auto u = loadAsDouble(d, pU + x, fChroma);
+        const auto v = loadAsDouble(d, pV + x, fChroma);
+        const auto r = hn::Add(y, hn::Mul(k1402, v));
+        const auto g = hn::Sub(hn::Sub(y, hn::Mul(k7141, v)), hn::Mul(k3441, u));
+        const auto b = hn::Add(y, hn::Mul(k1772, u));
+        storeFromDouble(d, clampByte(d, r), pR + x);
+        storeFromDouble(d, clampByte(d, g), pG + x);
+        storeFromDouble(d, clampByte(d, b), pB + x);
+    }
+    for (; x < n; ++x) {
+        const auto clamp = [](double dValue) {
+            return dValue < 0 ? 0.0 : dValue > 255.0 ? 255.0 : dValue;
+        };
+        const auto level = [](T value, float fOffset) {
+            return double(fOffset != 0.0f ? float(value) - fOffset : float(value));
+        };
+        const double y = level(pY[x], fLuma);
+        const double u = level(pU[x], fChroma);
+        const double v = level(pV[x], fChroma);
+        const double r = y + 1.402 * v;
+        const double g = y - 0.7141 * v - 0.3441 * u;
+        const double b = y + 1.772 * u;
+        pR[x] = toPixel<T>(clamp(r));
+        pG[x] = toPixel<T>(clamp(g));
+        pB[x] = toPixel<T>(clamp(b));
+    }
+}
+
+void YuvRowU8(const unsigned char* pY, const unsigned char* pU, const unsigned char* pV,
+              std::size_t n, bool bOffset, unsigned char* pR, unsigned char* pG,
+              unsigned char* pB)
+{
+    yuvRow(pY, pU, pV, n, bOffset, pR, pG, pB);
+}
+
+void YuvRowU16(const unsigned short* pY, const unsigned short* pU, const unsigned short* pV,
+               std::size_t n, bool bOffset, unsigned short* pR, unsigned short* pG,
+               unsigned short* pB)
+{
+    yuvRow(pY, pU, pV, n, bOffset, pR, pG, pB);
+}
+
+void YuvRowF32(const float* pY, const float* pU, const float* pV, std::size_t n, bool bOffset,
+               float* pR, float* pG, float* pB)
+{
+    yuvRow(pY, pU, pV, n, bOffset, pR, pG, pB);
+}
+
+} // namespace HWY_NAMESPACE
+} // namespace tirn::simd
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace tirn::simd {
+
+HWY_EXPORT(YuvRowU8);
+HWY_EXPORT(YuvRowU16);
+HWY_EXPORT(YuvRowF32);
+
+void yuvToRgbRow(const unsigned char* pY, const unsigned char* pU, const unsigned char* pV,
+                 std::size_t n, bool bOffset, unsigned char* pR, unsigned char* pG,
+                 unsigned char* pB)
+{
+    HWY_DYNAMIC_DISPATCH(YuvRowU8)(pY, pU, pV, n, bOffset, pR, pG, pB);
+}
+
+void yuvToRgbRow(const unsigned short* pY, const unsigned short* pU, const unsigned short* pV,
+                 std::size_t n, bool bOffset, unsigned short* pR, unsigned short* pG,
+                 unsigned short* pB)
+{
+    HWY_DYNAMIC_DISPATCH(YuvRowU16)(pY, pU, pV, n, bOffset, pR, pG, pB);
+}
+
+void yuvToRgbRow(const float* pY, const float* pU, const float* pV, std::size_t n,
+                 bool bOffset, float* pR, float* pG, float* pB)
+{
+    HWY_DYNAMIC_DISPATCH(YuvRowF32)(pY, pU, pV, n, bOffset, pR, pG, pB);
+}
+
+} // namespace tirn::simd
+#endif

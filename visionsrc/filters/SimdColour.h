@@ -1,0 +1,27 @@
+// Row loops of the colour conversions, compiled for every SIMD target the
+// machine may have and chosen when first called. Each does the scalar
+// arithmetic exactly: the same operations in the same precision and order,
+// never a fused multiply-add.
+#ifndef SIMDCOLOUR_H
+#define SIMDCOLOUR_H
+
+#include <cstddef>
+
+namespace tirn::simd {
+
+// YUV to RGB of n pixels as CYuv2Rgb defines it: the offsets (16 for Y, 128
+// for U and V, when bOffset) taken in single precision, then
+// R = Y + 1.402 V, G = (Y - 0.7141 V) - 0.3441 U, B = Y + 1.772 U in double,
+// each clamped to 0...255 (NaN passes) and stored the library's way.
+void yuvToRgbRow(const unsigned char* pY, const unsigned char* pU, const unsigned char* pV,
+                 std::size_t n, bool bOffset, unsigned char* pR, unsigned char* pG,
+                 unsigned char* pB);
+void yuvToRgbRow(const unsigned short* pY, const unsigned short* pU, const unsigned short* pV,
+                 std::size_t n, bool bOffset, unsigned short* pR, unsigned short* pG,
+                 unsigned short* pB);
+void yuvToRgbRow(const float* pY, const float* pU, const float* pV, std::size_t n,
+                 bool bOffset, float* pR, float* pG, float* pB);
+
+} // namespace tirn::simd
+
+#endif
