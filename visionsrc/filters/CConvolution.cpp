@@ -352,9 +352,11 @@ template <class T> void CConvolution<T>::boxRows(const T* pIn, T* pOut, int W, i
     const int bw = std::min(iMaskWidth, iSpanWidth), bh = std::min(iMaskHeight, iSpanHeight);
     const int sw = iSpanWidth, sh = iSpanHeight;
     std::vector<std::int32_t> viColumns(static_cast<std::size_t>(W), 0);
-    std::vector<std::int64_t> viPrefix(static_cast<std::size_t>(W) + 1, 0);
+    // Wrapping 32-bit prefix sums: a row's prefix may pass 2^32, but the
+    // difference of two is a box sum below 2^24 and comes out exact.
+    std::vector<std::uint32_t> viPrefix(static_cast<std::size_t>(W) + 1, 0);
     std::int32_t* col = viColumns.data();
-    std::int64_t* prefix = viPrefix.data();
+    std::uint32_t* prefix = viPrefix.data();
     auto addRow = [&](int yy, std::int32_t iSign) {
         if (yy < 0 || yy >= H)
             return;
@@ -370,12 +372,27 @@ template <class T> void CConvolution<T>::boxRows(const T* pIn, T* pOut, int W, i
             addRow(y - 1 - ry, -1);
         }
         for (int x = 0; x < W; ++x)
-            prefix[x + 1] = prefix[x] + col[x];
+            prefix[x + 1] = prefix[x] + std::uint32_t(col[x]);
         const int iRowsIn = std::min(y - ry + sh, H) - std::max(y - ry, 0);
         T* pRowOut = pOut + std::size_t(y) * W;
+        const auto boxSum = [&](int xFrom, int xTo) {
+            return float(std::int32_t(prefix[xTo] - prefix[xFrom]));
+        };
+        // Columns whose span lies inside the row share one count; divided
+        // by it, a sum of pixels stays within the pixels' range, where the
+        // truncation to the depth needs no wrap, and the loop vectorises.
+        const int xi0 = std::min(rx, W), xi1 = std::max(std::min(W - sw + rx + 1, W), xi0);
+        const bool bPlainMean = fFactor == 0.0f && tirn::isIntegerPixel<T>();
         for (int x = 0; x < W; ++x) {
+            if (bPlainMean && x == xi0 && xi0 < xi1) {
+                const float fCount = float(sw * iRowsIn);
+                for (; x < xi1; ++x)
+                    pRowOut[x] = T(int(boxSum(x - rx, x - rx + bw) / fCount));
+                if (x == W)
+                    break;
+            }
             const int xa = std::max(x - rx, 0);
-            const float fSum = float(prefix[std::min(x - rx + bw, W)] - prefix[std::min(xa, W)]);
+            const float fSum = boxSum(std::min(xa, W), std::min(x - rx + bw, W));
             const int n = (std::min(x - rx + sw, W) - xa) * iRowsIn;
             pRowOut[x] = tirn::toPixel<T>(fFactor != 0.0f ? fFactor * fSum : fSum / float(n));
         }
