@@ -283,7 +283,7 @@ TYPED_TEST(Kernels, FastMatchesReferenceAtEveryThreadCount)
     testing::internal::GetCapturedStdout();
 }
 
-// The row loops on Highway (convolutions, 3x3 ranks, YUV) once on every SIMD
+// The row loops on Highway (convolutions, ranks, YUV, colour map) once on every SIMD
 // target this machine can run, each against the same reference.
 TYPED_TEST(Kernels, SimdKernelsMatchOnEverySimdTarget)
 {
@@ -291,7 +291,7 @@ TYPED_TEST(Kernels, SimdKernelsMatchOnEverySimdTarget)
     const std::vector<std::pair<int, int>> sizes = {{1, 1}, {3, 1}, {5, 4},  {17, 9},
                                                     {35, 4}, {66, 3}, {307, 3}};
     const std::vector<std::string> families = {"mean",   "gauss",  "sobel", "generic",
-                                               "mask",   "median", "rank",  "simple", "yuv"};
+                                               "mask",   "median", "rank",  "simple", "yuv", "colour"};
     unsigned uSeed = 11;
     // The filters' printing is captured; a failure's report is in it too.
     testing::internal::CaptureStdout();

@@ -7,9 +7,11 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <type_traits>
 #include <vector>
 
 #include "filters/RowDriver.h"
+#include "filters/SimdColour.h"
 
 namespace {
 
@@ -283,9 +285,52 @@ template <class T> void CColormap<T>::execFast()
     CImage<T>& out = *pOutput;
     std::vector<int> firstWritten(w, -1), lastWritten(w, -1);
     bool bAnyUnwritten = false;
+    // The pseudo colour scale a row at a time on SIMD; a row with a NaN
+    // (which the scale writes nothing for) goes pixel by pixel below.
+    std::vector<float> rowValues, rowColours;
+    if (eType == COLORMAP_PSEUDO) {
+        rowValues.resize(std::size_t(w));
+        if (!std::is_same<T, float>::value)
+            rowColours.resize(3 * std::size_t(w));
+    }
+    const auto pseudoColourRow = [&](int y) {
+        const T* pV = in.getChannelPtr(0)->getRowPtr(y);
+        bool bNaN = false;
+        for (int x = 0; x < w; ++x) {
+            rowValues[x] = float(pV[x]);
+            bNaN = bNaN || rowValues[x] != rowValues[x];
+        }
+        if (bNaN)
+            return false;
+        // The input row is in rowValues by now: the output may be the input.
+        if constexpr (std::is_same<T, float>::value) {
+            tirn::simd::pseudoColourRow(rowValues.data(), std::size_t(w),
+                                        out.getChannelPtr(0)->getRowPtr(y),
+                                        out.getChannelPtr(1)->getRowPtr(y),
+                                        out.getChannelPtr(2)->getRowPtr(y));
+        } else {
+            float* pColours = rowColours.data();
+            tirn::simd::pseudoColourRow(rowValues.data(), std::size_t(w), pColours,
+                                        pColours + w, pColours + 2 * w);
+            for (int c = 0; c < 3; ++c) {
+                T* pOut = out.getChannelPtr(c)->getRowPtr(y);
+                const float* pFrom = pColours + std::size_t(c) * w;
+                for (int x = 0; x < w; ++x)
+                    pOut[x] = tirn::toPixel<T>(pFrom[x]);
+            }
+        }
+        for (int x = 0; x < w; ++x) {
+            if (firstWritten[x] < 0)
+                firstWritten[x] = y;
+            lastWritten[x] = y;
+        }
+        return true;
+    };
 
     withScheme(eType, [&](auto map) {
         for (int y = 0; y < h; ++y) {
+            if (eType == COLORMAP_PSEUDO && pseudoColourRow(y))
+                continue;
             // In place the input rows are the output rows: each pixel is read
             // before it is written, as in the column walk.
             const T* pV = in.getChannelPtr(0)->getRowPtr(y);

@@ -236,6 +236,65 @@ void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelF
     // Interior columns [x0, x1): the whole span lies inside the row.
     const int x0 = KW > 0 ? std::min(rx, W) : 0;
     const int x1 = KW > 0 ? std::max(W - rx, x0) : W;
+
+    // The interior's terms in the order of the reference's sum: x offset
+    // outer, y offset inner.
+    std::vector<float> vfWeights(std::size_t(std::max(KW, 0)) * std::max(KH, 0));
+    for (int i = 0; i < KW; ++i)
+        for (int j = 0; j < KH; ++j)
+            vfWeights[std::size_t(i) * KH + j] = M[j * KW + i];
+    std::vector<float> vfAcc(std::size_t(std::max(W, 1)));
+
+    // Border pixels through a copy of their window rows padded with zeros:
+    // a term outside the image then adds a product of 0, which leaves the
+    // sum as it is (a float sum from +0 is never -0) as long as no weight
+    // is infinite or NaN. The reference skips those terms; the count is
+    // still that of the positions inside.
+    const bool bPaddable =
+        KW > 0 && KH > 0 &&
+        std::all_of(vfWeights.begin(), vfWeights.end(), [](float w) { return std::isfinite(w); });
+    std::vector<float> vfPad;
+    std::vector<const float*> vpPadBases(vfWeights.size());
+    auto paddedPixels = [&](int y, int xa, int xb) {
+        if (xb <= xa)
+            return;
+        const int nCols = xb - xa + KW - 1;
+        vfPad.assign(std::size_t(KH) * nCols, 0.0f);
+        for (int j = 0; j < KH; ++j) {
+            const int yy = y - ry + j;
+            if (yy < 0 || yy >= H)
+                continue;
+            const T* pRow = pIn + std::size_t(yy) * W;
+            float* pPad = vfPad.data() + std::size_t(j) * nCols;
+            const int xFirst = std::max(xa - rx, 0), xEnd = std::min(xa - rx + nCols, W);
+            for (int xx = xFirst; xx < xEnd; ++xx)
+                pPad[xx - (xa - rx)] = float(pRow[xx]);
+        }
+        for (int i = 0; i < KW; ++i)
+            for (int j = 0; j < KH; ++j)
+                vpPadBases[std::size_t(i) * KH + j] = vfPad.data() + std::size_t(j) * nCols + i;
+        float* acc = vfAcc.data();
+        tirn::simd::sumTerms(acc + xa, vpPadBases.data(), vfWeights.data(),
+                             int(vpPadBases.size()), std::size_t(xb - xa));
+        const int iRowsIn = std::min(y - ry + KH, H) - std::max(y - ry, 0);
+        T* pOut = pOutBase + std::size_t(y) * W;
+        for (int x = xa; x < xb; ++x) {
+            const int iColsIn = std::min(x - rx + KW, W) - std::max(x - rx, 0);
+            pOut[x] = finishPixel<T>(acc[x], iColsIn * iRowsIn, fFactor, bAbs);
+        }
+    };
+    // Row y's border pixels; false where they are left to borderPixel.
+    auto paddedBorder = [&](int y) {
+        if (!bPaddable)
+            return false;
+        if (y - ry < 0 || y + ry >= H || x1 <= x0) {
+            paddedPixels(y, 0, W);
+        } else {
+            paddedPixels(y, 0, x0);
+            paddedPixels(y, x1, W);
+        }
+        return true;
+    };
     if (bIntegerExact && KW > 0 && KH > 0) {
         if (bBox) {
             boxRows(pIn, pOutBase, W, H, y0, y1);
@@ -243,6 +302,8 @@ void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelF
         }
         // Border rows and columns first, then the interior in integers.
         for (int y = y0; y < y1; ++y) {
+            if (paddedBorder(y))
+                continue;
             T* pOut = pOutBase + std::size_t(y) * W;
             tirn::splitRow(y, W, H, rx, ry, [&](int x) { pOut[x] = borderPixel(x, y); },
                            [](int, int) {});
@@ -269,19 +330,16 @@ void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelF
         else
             return vfWide.data() + std::size_t(yy - yw0) * W;
     };
-    std::vector<float> vfAcc(std::size_t(std::max(W, 1)));
-    // The interior's terms in the order of the reference's sum: x offset
-    // outer, y offset inner.
-    std::vector<const float*> vpBases(std::size_t(KW) * std::max(KH, 0));
-    std::vector<float> vfWeights(vpBases.size());
-    for (int i = 0; i < KW; ++i)
-        for (int j = 0; j < KH; ++j)
-            vfWeights[std::size_t(i) * KH + j] = M[j * KW + i];
+    std::vector<const float*> vpBases(vfWeights.size());
     for (int y = y0; y < y1; ++y) {
         T* pOut = pOutBase + std::size_t(y) * W;
+        const bool bPadded = paddedBorder(y);
         tirn::splitRow(
             y, W, H, KW > 0 ? rx : 0, KH > 0 ? ry : 0,
-            [&](int x) { pOut[x] = borderPixel(x, y); },
+            [&](int x) {
+                if (!bPadded)
+                    pOut[x] = borderPixel(x, y);
+            },
             [&](int xa, int xb) {
                 float* acc = vfAcc.data();
                 for (int i = 0; i < KW; ++i)
@@ -352,9 +410,11 @@ template <class T> void CConvolution<T>::boxRows(const T* pIn, T* pOut, int W, i
     const int bw = std::min(iMaskWidth, iSpanWidth), bh = std::min(iMaskHeight, iSpanHeight);
     const int sw = iSpanWidth, sh = iSpanHeight;
     std::vector<std::int32_t> viColumns(static_cast<std::size_t>(W), 0);
-    std::vector<std::int64_t> viPrefix(static_cast<std::size_t>(W) + 1, 0);
+    // Wrapping 32-bit prefix sums: a row's prefix may pass 2^32, but the
+    // difference of two is a box sum below 2^24 and comes out exact.
+    std::vector<std::uint32_t> viPrefix(static_cast<std::size_t>(W) + 1, 0);
     std::int32_t* col = viColumns.data();
-    std::int64_t* prefix = viPrefix.data();
+    std::uint32_t* prefix = viPrefix.data();
     auto addRow = [&](int yy, std::int32_t iSign) {
         if (yy < 0 || yy >= H)
             return;
@@ -370,12 +430,27 @@ template <class T> void CConvolution<T>::boxRows(const T* pIn, T* pOut, int W, i
             addRow(y - 1 - ry, -1);
         }
         for (int x = 0; x < W; ++x)
-            prefix[x + 1] = prefix[x] + col[x];
+            prefix[x + 1] = prefix[x] + std::uint32_t(col[x]);
         const int iRowsIn = std::min(y - ry + sh, H) - std::max(y - ry, 0);
         T* pRowOut = pOut + std::size_t(y) * W;
+        const auto boxSum = [&](int xFrom, int xTo) {
+            return float(std::int32_t(prefix[xTo] - prefix[xFrom]));
+        };
+        // Columns whose span lies inside the row share one count; divided
+        // by it, a sum of pixels stays within the pixels' range, where the
+        // truncation to the depth needs no wrap, and the loop vectorises.
+        const int xi0 = std::min(rx, W), xi1 = std::max(std::min(W - sw + rx + 1, W), xi0);
+        const bool bPlainMean = fFactor == 0.0f && tirn::isIntegerPixel<T>();
         for (int x = 0; x < W; ++x) {
+            if (bPlainMean && x == xi0 && xi0 < xi1) {
+                const float fCount = float(sw * iRowsIn);
+                for (; x < xi1; ++x)
+                    pRowOut[x] = T(int(boxSum(x - rx, x - rx + bw) / fCount));
+                if (x == W)
+                    break;
+            }
             const int xa = std::max(x - rx, 0);
-            const float fSum = float(prefix[std::min(x - rx + bw, W)] - prefix[std::min(xa, W)]);
+            const float fSum = boxSum(std::min(xa, W), std::min(x - rx + bw, W));
             const int n = (std::min(x - rx + sw, W) - xa) * iRowsIn;
             pRowOut[x] = tirn::toPixel<T>(fFactor != 0.0f ? fFactor * fSum : fSum / float(n));
         }

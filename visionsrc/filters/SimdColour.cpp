@@ -94,6 +94,50 @@ void yuvRow(const T* pY, const T* pU, const T* pV,
     }
 }
 
+// The scale's cases from the last to the first, each overriding where its
+// bound holds, leave each lane with the first case whose bound it meets.
+template <class D>
+HWY_INLINE void pseudoColour(D d, const float* pV, float* pR, float* pG, float* pB)
+{
+    const auto at = [d](float f) { return hn::Set(d, f); };
+    const auto k0 = hn::Zero(d), k1 = at(1.0f);
+    const auto t = hn::Mul(at(7.0f), hn::LoadU(d, pV));
+    auto r = k1, g = hn::Sub(t, at(6.0f)), b = k1; // t > 6: (1, t - 6, 1)
+    auto m = hn::Le(t, at(6.0f));                  // (1, 0, t - 5)
+    g = hn::IfThenElse(m, k0, g);
+    b = hn::IfThenElse(m, hn::Sub(t, at(5.0f)), b);
+    m = hn::Le(t, at(5.0f)); // (1, 1 - (t - 4), 0)
+    g = hn::IfThenElse(m, hn::Sub(k1, hn::Sub(t, at(4.0f))), g);
+    b = hn::IfThenElse(m, k0, b);
+    m = hn::Le(t, at(4.0f)); // (t - 3, 1, 0)
+    r = hn::IfThenElse(m, hn::Sub(t, at(3.0f)), r);
+    g = hn::IfThenElse(m, k1, g);
+    m = hn::Le(t, at(3.0f)); // (0, 1, 1 - (t - 2))
+    r = hn::IfThenElse(m, k0, r);
+    b = hn::IfThenElse(m, hn::Sub(k1, hn::Sub(t, at(2.0f))), b);
+    m = hn::Le(t, at(2.0f)); // (0, t - 1, 1)
+    g = hn::IfThenElse(m, hn::Sub(t, k1), g);
+    b = hn::IfThenElse(m, k1, b);
+    m = hn::Le(t, k1); // (0, 0, t)
+    g = hn::IfThenElse(m, k0, g);
+    b = hn::IfThenElse(m, t, b);
+    hn::StoreU(hn::Mul(at(255.0f), r), d, pR);
+    hn::StoreU(hn::Mul(at(255.0f), g), d, pG);
+    hn::StoreU(hn::Mul(at(255.0f), b), d, pB);
+}
+
+void PseudoColourRow(const float* HWY_RESTRICT pV, std::size_t n, float* HWY_RESTRICT pR,
+                     float* HWY_RESTRICT pG, float* HWY_RESTRICT pB)
+{
+    const hn::ScalableTag<float> d;
+    const std::size_t N = hn::Lanes(d);
+    std::size_t x = 0;
+    for (; x + N <= n; x += N)
+        pseudoColour(d, pV + x, pR + x, pG + x, pB + x);
+    for (; x < n; ++x)
+        pseudoColour(hn::CappedTag<float, 1>(), pV + x, pR + x, pG + x, pB + x);
+}
+
 void YuvRowU8(const unsigned char* pY, const unsigned char* pU, const unsigned char* pV,
               std::size_t n, bool bOffset, unsigned char* pR, unsigned char* pG,
               unsigned char* pB)
@@ -124,6 +168,12 @@ namespace tirn::simd {
 HWY_EXPORT(YuvRowU8);
 HWY_EXPORT(YuvRowU16);
 HWY_EXPORT(YuvRowF32);
+HWY_EXPORT(PseudoColourRow);
+
+void pseudoColourRow(const float* pV, std::size_t n, float* pR, float* pG, float* pB)
+{
+    HWY_DYNAMIC_DISPATCH(PseudoColourRow)(pV, n, pR, pG, pB);
+}
 
 void yuvToRgbRow(const unsigned char* pY, const unsigned char* pU, const unsigned char* pV,
                  std::size_t n, bool bOffset, unsigned char* pR, unsigned char* pG,

@@ -22,6 +22,11 @@ void yuvToRgbRow(const unsigned short* pY, const unsigned short* pU, const unsig
 void yuvToRgbRow(const float* pY, const float* pU, const float* pV, std::size_t n,
                  bool bOffset, float* pR, float* pG, float* pB);
 
+// The pseudo colour scale of n values, each component times 255.0f, all in
+// single precision as the colour map computes and stores them. No value may
+// be NaN (the scale writes nothing for one).
+void pseudoColourRow(const float* pV, std::size_t n, float* pR, float* pG, float* pB);
+
 } // namespace tirn::simd
 
 #endif
