@@ -7,13 +7,39 @@
 #include "FuzzCommon.h"
 #include "fileio/CCompressedIFStream.h"
 
+#include <cstdio>
+#include <vector>
+
 namespace tirnfuzz {
+
+// The LZW decoder's tables are shared by the whole process and a corrupt
+// stream can follow entries that an earlier stream left there, so what a
+// read yields depends on what was decoded before. Before the check and
+// again before the reader, every entry is given the same value by decoding
+// a stream of 16-bit zero codes (each defines the next entry as 0 after 0)
+// to its end: the reader then reads what the check read.
+inline void resetDecoderTables()
+{
+    static const std::string sPath = [] {
+        std::vector<std::uint8_t> zeros(std::size_t(1) << 17, 0);
+        const std::uint8_t kHeader[3] = {0x1f, 0x9d, 0x10}; // 16 bits, no CLEAR
+        std::string sFile = writeScratch("reset.Z", zeros.data(), zeros.size(), kHeader, 3);
+        const std::string sKept = scratchDirectory() + "/decoder_reset.Z";
+        if (std::rename(sFile.c_str(), sKept.c_str()) != 0)
+            std::abort();
+        return sKept;
+    }();
+    CCompressedIFStream in(sPath.c_str(), std::ios::in | std::ios::binary);
+    char c;
+    in.CRead(&c, 1 << 30, 1); // stores nothing: decodes every code
+}
 
 inline bool giplTypeKnown(const std::string& sPath)
 {
     // The same reads in the same order as the reader: a .Z stream decodes
     // from the start on every seek, so what offset 8 yields can depend on
     // what was read before it.
+    resetDecoderTables();
     CCompressedIFStream in(sPath.c_str(), std::ios::in | std::ios::binary);
     unsigned int iMagic = 0;
     unsigned short x = 0, y = 0, z = 0, iType = 0;
@@ -32,8 +58,10 @@ inline bool giplTypeKnown(const std::string& sPath)
 
 inline void loadGipl(const std::string& sPath, std::size_t size)
 {
-    if (giplTypeKnown(sPath))
-        loadAny(sPath, FORMAT_GIPL, size);
+    if (!giplTypeKnown(sPath))
+        return;
+    resetDecoderTables();
+    loadAny(sPath, FORMAT_GIPL, size);
 }
 
 } // namespace tirnfuzz

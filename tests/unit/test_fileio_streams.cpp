@@ -354,6 +354,45 @@ TEST(LzwStream, ClearCodesAndEmptyBodies)
     EXPECT_EQ(iResult, 0);
 }
 
+// The decoder's tables belong to the process. A corrupt stream that follows
+// a code it has not defined yet reads the entry an earlier stream left, so
+// the same file reads differently after another decode: here a GIPL header
+// (found by fuzzing) whose type reads 16 once and 0 the next time.
+TEST(LzwStream, UndefinedCodesReadWhatEarlierStreamsLeft)
+{
+    TempDir dir;
+    // 16-bit zero codes to the end: every entry becomes 0 after 0, as in a
+    // process that has decoded nothing yet.
+    const std::string sReset = dir.file("reset.Z");
+    Bytes reset = {0x1f, 0x9d, 0x10};
+    reset.resize(reset.size() + 131072, 0);
+    writeBytes(sReset, reset);
+    decodeAll(sReset, 1 << 30, 1);
+
+    const std::string sPath = dir.file("header.gipl.Z");
+    writeBytes(sPath, {0x1f, 0x9d, 0x90, 0x00, 0x3f, 0x10, 0x06, 0x10, 0x10, 0x20, 0x10,
+                       0x00, 0x00, 0x20, 0x00, 0x24, 0x01, 0x00, 0x00, 0xff, 0xff, 0x00,
+                       0x10, 0x00, 0x00, 0x20, 0x10, 0x00, 0x04, 0x27, 0x00, 0x28, 0x07});
+    const auto header = [&] {
+        CCompressedIFStream in(sPath.c_str(), std::ios::in | std::ios::binary);
+        unsigned int iMagic = 0;
+        unsigned short x = 0, y = 0, z = 0, iType = 0;
+        in.CReadAsUInt(&iMagic, 1, 252);
+        in.CReadAsUShort(&x, 1, 0);
+        in.CReadAsUShort(&y, 1, 2);
+        in.CReadAsUShort(&z, 1, 4);
+        in.CReadAsUShort(&iType, 1, 8);
+        return std::vector<int>{x, y, z, iType};
+    };
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(header(), std::vector<int>({31, 7967, 16, 16}));
+    EXPECT_EQ(header(), std::vector<int>({31, 7967, 0, 0}));
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "CCompressedIFStream: corrupt compressed data\n"
+              "CCompressedIFStream: corrupt compressed data\n"
+              "CCompressedIFStream: corrupt compressed data\n");
+}
+
 TEST(LzwStream, GarbageAfterTheMagicNeverCrashes)
 {
     TempDir dir;
