@@ -374,15 +374,17 @@ TEST(LzwStream, UndefinedCodesReadWhatEarlierStreamsLeft)
                        0x00, 0x00, 0x20, 0x00, 0x24, 0x01, 0x00, 0x00, 0xff, 0xff, 0x00,
                        0x10, 0x00, 0x00, 0x20, 0x10, 0x00, 0x04, 0x27, 0x00, 0x28, 0x07});
     const auto header = [&] {
+        // The GIPL reader's reads, in its order: magic, sizes, type.
         CCompressedIFStream in(sPath.c_str(), std::ios::in | std::ios::binary);
         unsigned int iMagic = 0;
-        unsigned short x = 0, y = 0, z = 0, iType = 0;
         in.CReadAsUInt(&iMagic, 1, 252);
-        in.CReadAsUShort(&x, 1, 0);
-        in.CReadAsUShort(&y, 1, 2);
-        in.CReadAsUShort(&z, 1, 4);
-        in.CReadAsUShort(&iType, 1, 8);
-        return std::vector<int>{x, y, z, iType};
+        std::vector<int> fields;
+        for (int iOffset : {0, 2, 4, 8}) {
+            unsigned short v = 0;
+            in.CReadAsUShort(&v, 1, iOffset);
+            fields.push_back(v);
+        }
+        return fields;
     };
     testing::internal::CaptureStderr();
     EXPECT_EQ(header(), std::vector<int>({31, 7967, 16, 16}));
