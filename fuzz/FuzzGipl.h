@@ -7,6 +7,7 @@
 #include "FuzzCommon.h"
 #include "fileio/CCompressedIFStream.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <vector>
 
@@ -15,31 +16,28 @@ namespace tirnfuzz {
 // The LZW decoder's tables are shared by the whole process and a corrupt
 // stream can follow entries that an earlier stream left there, so what a
 // read yields depends on what was decoded before. Before the check and
-// again before the reader, every entry is given the same value by decoding
-// a stream of 16-bit zero codes (each defines the next entry as 0 after 0)
-// to its end: the reader then reads what the check read.
-inline void resetDecoderTables()
+// again before the reader, the entries the input can reach are given the
+// same value by decoding a stream of zero codes (each defines the next
+// entry as 0 after 0) to its end: the reader then reads what the check
+// read. An input of n bytes holds fewer than n codes, so its codes stay
+// below 2 (257 + n); twice that many zero bytes hold more zero codes.
+inline void resetDecoderTables(std::size_t nInputBytes)
 {
-    static const std::string sPath = [] {
-        std::vector<std::uint8_t> zeros(std::size_t(1) << 17, 0);
-        const std::uint8_t kHeader[3] = {0x1f, 0x9d, 0x10}; // 16 bits, no CLEAR
-        std::string sFile = writeScratch("reset.Z", zeros.data(), zeros.size(), kHeader, 3);
-        const std::string sKept = scratchDirectory() + "/decoder_reset.Z";
-        if (std::rename(sFile.c_str(), sKept.c_str()) != 0)
-            std::abort();
-        return sKept;
-    }();
+    const std::size_t nCodes = std::min<std::size_t>(2 * (257 + nInputBytes) + 64, 65536);
+    const std::vector<std::uint8_t> zeros(2 * nCodes, 0);
+    const std::uint8_t kHeader[3] = {0x1f, 0x9d, 0x10}; // 16 bits, no CLEAR
+    const std::string sPath = writeScratch("reset.Z", zeros.data(), zeros.size(), kHeader, 3);
     CCompressedIFStream in(sPath.c_str(), std::ios::in | std::ios::binary);
     char c;
     in.CRead(&c, 1 << 30, 1); // stores nothing: decodes every code
 }
 
-inline bool giplTypeKnown(const std::string& sPath)
+inline bool giplTypeKnown(const std::string& sPath, std::size_t size)
 {
     // The same reads in the same order as the reader: a .Z stream decodes
     // from the start on every seek, so what offset 8 yields can depend on
     // what was read before it.
-    resetDecoderTables();
+    resetDecoderTables(size);
     CCompressedIFStream in(sPath.c_str(), std::ios::in | std::ios::binary);
     unsigned int iMagic = 0;
     unsigned short x = 0, y = 0, z = 0, iType = 0;
@@ -58,9 +56,9 @@ inline bool giplTypeKnown(const std::string& sPath)
 
 inline void loadGipl(const std::string& sPath, std::size_t size)
 {
-    if (!giplTypeKnown(sPath))
+    if (!giplTypeKnown(sPath, size))
         return;
-    resetDecoderTables();
+    resetDecoderTables(size);
     loadAny(sPath, FORMAT_GIPL, size);
 }
 
