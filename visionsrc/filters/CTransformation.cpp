@@ -156,6 +156,21 @@ template <class T> int CTransformation<T>::selectChannel(const char* pcCommand)
     return 1;
 }
 
+namespace {
+
+template <class T> bool sharesNoChannel(const CImage<T>& source, const CImage<T>& target)
+{
+    if (&source == &target)
+        return false;
+    for (int t = 0; t < target.channels(); ++t)
+        for (int c = 0; c < source.channels(); ++c)
+            if (target.getChannelPtr(t) == source.getChannelPtr(c))
+                return false;
+    return true;
+}
+
+} // namespace
+
 template <class T> void CTransformation<T>::exec()
 {
     TIRN_ASSERT(pSource!=__null);
@@ -188,6 +203,24 @@ template <class T> void CTransformation<T>::exec()
             target.detach(c);
             target.fillChannel(scratch, 0, c);
         }
+    } else if (sharesNoChannel(source, target)) {
+        // The operation only reads its input, and nothing it writes (the
+        // target) holds a channel of the source: the selected channels can
+        // be handed over as they are, without the copy. An operation that
+        // passes its input's channels on (channel selection) gets the copy
+        // afterwards, for those channels alone.
+        {
+            CImage<T> working(source.width(), source.height(), 0);
+            working.setName(source.getName());
+            for (int c = 0; c < source.channels(); ++c)
+                if (pbMask[c])
+                    working.appendChannel(c, source);
+            target.resize(source.width(), source.height(), 1);
+            multiChannelOperation(working, target);
+        }
+        for (int t = 0; t < target.channels(); ++t)
+            if (!sharesNoChannel(source, target.extractChannel(t)))
+                target.detach(t);
     } else {
         CImage<T> working(source);
         for (int c = working.channels() - 1; c >= 0; --c)
