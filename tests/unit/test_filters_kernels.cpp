@@ -229,6 +229,11 @@ template <class T> std::vector<Kernel<T>> kernels()
                          filter.exec(&in, &out);
                          return out;
                      }});
+    for (const auto& [fAngle, iCentre] : {std::pair<float, int>{30.0f, -1}, {-147.5f, 2}})
+        k.push_back({"rotate " + std::to_string(fAngle), 2, true,
+                     [fAngle = fAngle, iCentre = iCentre](const CImage<T>& in) {
+                         return in.rotate(fAngle, iCentre, iCentre);
+                     }});
     for (float fZoom : {0.5f, 1.5f})
         k.push_back({"scale bilinear " + std::to_string(fZoom), 2, fZoom < 1.0f,
                      [fZoom](const CImage<T>& in) { return in.scale(fZoom, SCALE_BILINEAR); }});

@@ -57,24 +57,65 @@ CImage<Type> CImage<Type>::rotate(float fAngle, int iCenterX, int iCenterY) cons
     CImage result(iWidth, iHeight, iChannels);
     // Every output pixel is independent, so rows go outermost; the last
     // source row and column are never sampled, uncovered corners stay 0.
-    for (int ch = 0; ch < iChannels; ++ch) {
-        const Channel& source = *ppChannels[ch];
-        Channel& target = *result.ppChannels[ch];
-        for (int y = 0; y < iHeight; ++y) {
-            Type* pOut = target.getRowPtr(y);
-            const double dy = y - cy;
-            for (int x = 0; x < iWidth; ++x) {
-                const double dx = x - cx;
-                const float fSourceX = float(cx + c * dx - s * dy);
-                const float fSourceY = float(cy + s * dx + c * dy);
-                if (fSourceX < 0 || fSourceY < 0 || !(fSourceX < float(iWidth - 1))
-                    || !(fSourceY < float(iHeight - 1)))
-                    pOut[x] = Type(0);
-                else
-                    pOut[x] = sampleBilinear(source, fSourceX, fSourceY);
+    const auto reference = [&] {
+        for (int ch = 0; ch < iChannels; ++ch) {
+            const Channel& source = *ppChannels[ch];
+            Channel& target = *result.ppChannels[ch];
+            for (int y = 0; y < iHeight; ++y) {
+                Type* pOut = target.getRowPtr(y);
+                const double dy = y - cy;
+                for (int x = 0; x < iWidth; ++x) {
+                    const double dx = x - cx;
+                    const float fSourceX = float(cx + c * dx - s * dy);
+                    const float fSourceY = float(cy + s * dx + c * dy);
+                    if (fSourceX < 0 || fSourceY < 0 || !(fSourceX < float(iWidth - 1))
+                        || !(fSourceY < float(iHeight - 1)))
+                        pOut[x] = Type(0);
+                    else
+                        pOut[x] = sampleBilinear(source, fSourceX, fSourceY);
+                }
             }
         }
-    }
+    };
+    // The same in bands of rows, the sampling inlined: inside the image a
+    // position is not negative, so its floor is its truncation and its
+    // ceiling one more unless it is whole.
+    const auto rows = [&](int y0, int y1) {
+        for (int ch = 0; ch < iChannels; ++ch) {
+            const Channel& source = *ppChannels[ch];
+            Channel& target = *result.ppChannels[ch];
+            for (int y = y0; y < y1; ++y) {
+                Type* pOut = target.getRowPtr(y);
+                const double dy = y - cy;
+                for (int x = 0; x < iWidth; ++x) {
+                    const double dx = x - cx;
+                    const float fx = float(cx + c * dx - s * dy);
+                    const float fy = float(cy + s * dx + c * dy);
+                    if (fx < 0 || fy < 0 || !(fx < float(iWidth - 1)) ||
+                        !(fy < float(iHeight - 1))) {
+                        pOut[x] = Type(0);
+                        continue;
+                    }
+                    const int ix0 = int(fx), iy0 = int(fy);
+                    const float x0 = float(ix0), y0f = float(iy0);
+                    const int ix1 = ix0 + (fx > x0), iy1 = iy0 + (fy > y0f);
+                    const float ddx = fx - x0, ddy = fy - y0f;
+                    const Type* pRow0 = source.getRowPtr(iy0);
+                    const Type* pRow1 = source.getRowPtr(iy1);
+                    const float value = (1 - ddx) * (1 - ddy) * float(pRow0[ix0])
+                                        + (1 - ddy) * ddx * float(pRow0[ix1])
+                                        + ddx * ddy * float(pRow1[ix1])
+                                        + ddy * (1 - ddx) * float(pRow1[ix0]);
+                    if constexpr (tirn::isIntegerPixel<Type>())
+                        pOut[x] = tirn::toPixel<Type>(std::rint(value));
+                    else
+                        pOut[x] = value;
+                }
+            }
+        }
+    };
+    tirn::runKernel(tirn::Visit::AnyOrder, iHeight,
+                    (long long)iWidth * iHeight * std::max(iChannels, 0), reference, rows);
     return result;
 }
 
