@@ -10,6 +10,25 @@
 
 #include "filters/RowDriver.h"
 
+namespace {
+
+// sampleBilinear's sum, term for term, stored the library's way: the fast
+// paths' inner step.
+template <class Type>
+inline Type bilinear(float dx, float dy, const Type* pRow0, const Type* pRow1, int ix0, int ix1)
+{
+    const float value = (1 - dx) * (1 - dy) * float(pRow0[ix0])
+                        + (1 - dy) * dx * float(pRow0[ix1])
+                        + dx * dy * float(pRow1[ix1])
+                        + dy * (1 - dx) * float(pRow1[ix0]);
+    if constexpr (tirn::isIntegerPixel<Type>())
+        return tirn::toPixel<Type>(std::rint(value));
+    else
+        return value;
+}
+
+} // namespace
+
 template <class Type> void CImage<Type>::resize(int iNewWidth, int iNewHeight, int iNewChannels)
 {
     checkSize(iNewWidth, iNewHeight, iNewChannels);
@@ -57,11 +76,11 @@ CImage<Type> CImage<Type>::rotate(float fAngle, int iCenterX, int iCenterY) cons
     CImage result(iWidth, iHeight, iChannels);
     // Every output pixel is independent, so rows go outermost; the last
     // source row and column are never sampled, uncovered corners stay 0.
-    const auto reference = [&] {
+    const auto walk = [&](int y0, int y1, auto sample) {
         for (int ch = 0; ch < iChannels; ++ch) {
             const Channel& source = *ppChannels[ch];
             Channel& target = *result.ppChannels[ch];
-            for (int y = 0; y < iHeight; ++y) {
+            for (int y = y0; y < y1; ++y) {
                 Type* pOut = target.getRowPtr(y);
                 const double dy = y - cy;
                 for (int x = 0; x < iWidth; ++x) {
@@ -72,47 +91,23 @@ CImage<Type> CImage<Type>::rotate(float fAngle, int iCenterX, int iCenterY) cons
                         || !(fSourceY < float(iHeight - 1)))
                         pOut[x] = Type(0);
                     else
-                        pOut[x] = sampleBilinear(source, fSourceX, fSourceY);
+                        pOut[x] = sample(source, fSourceX, fSourceY);
                 }
             }
         }
     };
-    // The same in bands of rows, the sampling inlined: inside the image a
-    // position is not negative, so its floor is its truncation and its
-    // ceiling one more unless it is whole.
+    const auto reference = [&] { walk(0, iHeight, sampleBilinear); };
+    // In bands of rows, the sampling inlined: inside the image a position is
+    // not negative, so its floor is its truncation and its ceiling one more
+    // unless it is whole.
     const auto rows = [&](int y0, int y1) {
-        for (int ch = 0; ch < iChannels; ++ch) {
-            const Channel& source = *ppChannels[ch];
-            Channel& target = *result.ppChannels[ch];
-            for (int y = y0; y < y1; ++y) {
-                Type* pOut = target.getRowPtr(y);
-                const double dy = y - cy;
-                for (int x = 0; x < iWidth; ++x) {
-                    const double dx = x - cx;
-                    const float fx = float(cx + c * dx - s * dy);
-                    const float fy = float(cy + s * dx + c * dy);
-                    if (fx < 0 || fy < 0 || !(fx < float(iWidth - 1)) ||
-                        !(fy < float(iHeight - 1))) {
-                        pOut[x] = Type(0);
-                        continue;
-                    }
-                    const int ix0 = int(fx), iy0 = int(fy);
-                    const float x0 = float(ix0), y0f = float(iy0);
-                    const int ix1 = ix0 + (fx > x0), iy1 = iy0 + (fy > y0f);
-                    const float ddx = fx - x0, ddy = fy - y0f;
-                    const Type* pRow0 = source.getRowPtr(iy0);
-                    const Type* pRow1 = source.getRowPtr(iy1);
-                    const float value = (1 - ddx) * (1 - ddy) * float(pRow0[ix0])
-                                        + (1 - ddy) * ddx * float(pRow0[ix1])
-                                        + ddx * ddy * float(pRow1[ix1])
-                                        + ddy * (1 - ddx) * float(pRow1[ix0]);
-                    if constexpr (tirn::isIntegerPixel<Type>())
-                        pOut[x] = tirn::toPixel<Type>(std::rint(value));
-                    else
-                        pOut[x] = value;
-                }
-            }
-        }
+        walk(y0, y1, [](const Channel& source, float fx, float fy) {
+            const int ix0 = int(fx), iy0 = int(fy);
+            const float x0 = float(ix0), y0f = float(iy0);
+            const int ix1 = ix0 + (fx > x0), iy1 = iy0 + (fy > y0f);
+            return bilinear(fx - x0, fy - y0f, source.getRowPtr(iy0), source.getRowPtr(iy1),
+                            ix0, ix1);
+        });
     };
     tirn::runKernel(tirn::Visit::AnyOrder, iHeight,
                     (long long)iWidth * iHeight * std::max(iChannels, 0), reference, rows);
@@ -204,17 +199,7 @@ template <class Type> CImage<Type> CImage<Type>::scale(float fZoom, TScaleMethod
                         const Type* pRow1 = p.getRowPtr(int(std::ceil(fy)));
                         Type* pOut = result.ppChannels[ch]->getRowPtr(y);
                         for (int x = 0; x < iNewWidth; ++x) {
-                            const float dx = vfDx[x];
-                            const int ix0 = viX0[x], ix1 = viX1[x];
-                            // sampleBilinear's sum, term for term.
-                            const float value = (1 - dx) * (1 - dy) * float(pRow0[ix0])
-                                                + (1 - dy) * dx * float(pRow0[ix1])
-                                                + dx * dy * float(pRow1[ix1])
-                                                + dy * (1 - dx) * float(pRow1[ix0]);
-                            if constexpr (tirn::isIntegerPixel<Type>())
-                                pOut[x] = tirn::toPixel<Type>(std::rint(value));
-                            else
-                                pOut[x] = value;
+                            pOut[x] = bilinear(vfDx[x], dy, pRow0, pRow1, viX0[x], viX1[x]);
                         }
                     }
                 }
