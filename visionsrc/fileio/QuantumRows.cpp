@@ -16,9 +16,26 @@ namespace hn = hwy::HWY_NAMESPACE;
 // (q * 255 + 32767) / 65535 equals floor((q + 128) / 257), and for every
 // 16-bit q that is ((min(q + 128, 65535) * 65281) >> 16) >> 8: no lane
 // leaves 16 bits. The tests hold it against the float export for every q.
-inline unsigned scalarByte(unsigned q)
+// Returns the inexact bits of the pixels' red, green and blue quanta.
+template <class D>
+HWY_INLINE hn::Vec<D> quantaToBytes(D d, const std::uint16_t* pBGRA, std::uint8_t* pRed,
+                                    std::uint8_t* pGreen, std::uint8_t* pBlue)
 {
-    return (q * 255u + 32767u) / 65535u;
+    const hn::RebindToSigned<D> di;
+    const hn::Rebind<std::uint8_t, decltype(di)> d8;
+    auto vInexact = hn::Zero(d);
+    const auto toBytes = [&](hn::Vec<D> q) {
+        vInexact = hn::Or(vInexact, hn::And(hn::Xor(q, hn::ShiftRight<8>(q)), hn::Set(d, 0xff)));
+        const auto v = hn::ShiftRight<8>(
+            hn::MulHigh(hn::SaturatedAdd(q, hn::Set(d, 128)), hn::Set(d, 65281)));
+        return hn::DemoteTo(d8, hn::BitCast(di, v));
+    };
+    hn::Vec<D> vB, vG, vR, vA;
+    hn::LoadInterleaved4(d, pBGRA, vB, vG, vR, vA);
+    hn::StoreU(toBytes(vR), d8, pRed);
+    hn::StoreU(toBytes(vG), d8, pGreen);
+    hn::StoreU(toBytes(vB), d8, pBlue);
+    return vInexact;
 }
 
 unsigned QuantaToBytes(const std::uint16_t* HWY_RESTRICT pBGRA, std::size_t n,
@@ -26,44 +43,28 @@ unsigned QuantaToBytes(const std::uint16_t* HWY_RESTRICT pBGRA, std::size_t n,
                        std::uint8_t* HWY_RESTRICT pBlue)
 {
     const hn::ScalableTag<std::uint16_t> d;
-    const hn::RebindToSigned<decltype(d)> di;
-    const hn::Rebind<std::uint8_t, decltype(di)> d8;
     const std::size_t N = hn::Lanes(d);
-    const auto vHalf = hn::Set(d, 128);
-    const auto vReciprocal = hn::Set(d, 65281);
-    const auto vLow = hn::Set(d, 0xff);
     auto vInexact = hn::Zero(d);
-    const auto toBytes = [&](hn::Vec<decltype(d)> q) {
-        vInexact = hn::Or(vInexact, hn::And(hn::Xor(q, hn::ShiftRight<8>(q)), vLow));
-        const auto v = hn::ShiftRight<8>(hn::MulHigh(hn::SaturatedAdd(q, vHalf), vReciprocal));
-        return hn::DemoteTo(d8, hn::BitCast(di, v));
-    };
     std::size_t x = 0;
-    for (; x + N <= n; x += N) {
-        hn::Vec<decltype(d)> vB, vG, vR, vA;
-        hn::LoadInterleaved4(d, pBGRA + 4 * x, vB, vG, vR, vA);
-        hn::StoreU(toBytes(vR), d8, pRed + x);
-        hn::StoreU(toBytes(vG), d8, pGreen + x);
-        hn::StoreU(toBytes(vB), d8, pBlue + x);
-    }
-    unsigned uInexact = hn::AllTrue(d, hn::Eq(vInexact, hn::Zero(d))) ? 0u : 1u;
-    for (; x < n; ++x) {
-        const unsigned b = pBGRA[4 * x], g = pBGRA[4 * x + 1], r = pBGRA[4 * x + 2];
-        uInexact |= ((r ^ (r >> 8)) | (g ^ (g >> 8)) | (b ^ (b >> 8))) & 0xffu;
-        pRed[x] = std::uint8_t(scalarByte(r));
-        pGreen[x] = std::uint8_t(scalarByte(g));
-        pBlue[x] = std::uint8_t(scalarByte(b));
-    }
-    return uInexact;
+    for (; x + N <= n; x += N)
+        vInexact = hn::Or(vInexact,
+                          quantaToBytes(d, pBGRA + 4 * x, pRed + x, pGreen + x, pBlue + x));
+    const hn::CappedTag<std::uint16_t, 1> d1;
+    auto vTailInexact = hn::Zero(d1);
+    for (; x < n; ++x)
+        vTailInexact = hn::Or(vTailInexact, quantaToBytes(d1, pBGRA + 4 * x, pRed + x,
+                                                          pGreen + x, pBlue + x));
+    return hn::AllTrue(d, hn::Eq(vInexact, hn::Zero(d))) && hn::GetLane(vTailInexact) == 0
+               ? 0u
+               : 1u;
 }
 
 // A pixel of the same colour as its left neighbour changes nothing, and in
 // decoded photos most do (two in three in a JPEG). Those are sorted out
 // first from the chunk's keys, without a branch (every key is stored, the
 // end moves on only for a new one); the bitset is then written for the
-// others. Its read-modify-
-// writes are what the loop is bound by, and a run of equal colours would
-// chain them one after the other.
+// others. Its read-modify-writes are what the loop is bound by, and a run
+// of equal colours would chain them one after the other.
 void MarkColours(std::uint64_t* HWY_RESTRICT pSeen, const std::uint8_t* HWY_RESTRICT pRed,
                  const std::uint8_t* HWY_RESTRICT pGreen, const std::uint8_t* HWY_RESTRICT pBlue,
                  std::size_t n)

@@ -158,14 +158,21 @@ template <class T> int CTransformation<T>::selectChannel(const char* pcCommand)
 
 namespace {
 
+template <class T> bool holdsChannel(const CImage<T>& image, const CImageChannel<T>* pChannel)
+{
+    for (int c = 0; c < image.channels(); ++c)
+        if (image.getChannelPtr(c) == pChannel)
+            return true;
+    return false;
+}
+
 template <class T> bool sharesNoChannel(const CImage<T>& source, const CImage<T>& target)
 {
     if (&source == &target)
         return false;
     for (int t = 0; t < target.channels(); ++t)
-        for (int c = 0; c < source.channels(); ++c)
-            if (target.getChannelPtr(t) == source.getChannelPtr(c))
-                return false;
+        if (holdsChannel(source, target.getChannelPtr(t)))
+            return false;
     return true;
 }
 
@@ -219,7 +226,7 @@ template <class T> void CTransformation<T>::exec()
             multiChannelOperation(working, target);
         }
         for (int t = 0; t < target.channels(); ++t)
-            if (!sharesNoChannel(source, target.extractChannel(t)))
+            if (holdsChannel(source, target.getChannelPtr(t)))
                 target.detach(t);
     } else {
         CImage<T> working(source);

@@ -134,22 +134,10 @@ HWY_INLINE void medianOfWindows(D d, const float* pData, int iWidth, int y, int 
             mSensitive = hn::Or(mSensitive, orderSensitive(d, v[j * iSide + i]));
         }
     }
-    const std::size_t N = hn::Lanes(d);
-    if (hn::AllFalse(d, mSensitive)) {
-        for (std::size_t i = 0; i < N; ++i)
-            pFlag[x + int(i)] = 0;
-    } else {
-        for (std::size_t i = 0; i < N; ++i)
-            pFlag[x + int(i)] = 0;
-        // Rare: which lanes, one at a time.
-        alignas(64) float aLane[HWY_MAX_BYTES / sizeof(float)];
-        for (int w = 0; w < n; ++w) {
-            hn::Store(hn::IfThenElseZero(orderSensitive(d, v[w]), hn::Set(d, 1.0f)), d, aLane);
-            for (std::size_t i = 0; i < N; ++i)
-                if (aLane[i] != 0.0f)
-                    pFlag[x + int(i)] = 1;
-        }
-    }
+    alignas(64) float aSensitive[HWY_MAX_BYTES / sizeof(float)];
+    hn::Store(hn::IfThenElseZero(mSensitive, hn::Set(d, 1.0f)), d, aSensitive);
+    for (std::size_t i = 0; i < hn::Lanes(d); ++i)
+        pFlag[x + int(i)] = aSensitive[i] != 0.0f;
     constexpr int k = (n + 1) / 2 - 1;
     hn::StoreU(runNetwork<n, k>(v, std::make_index_sequence<std::size_t(
                                        rankNetwork(n, k).nSteps)>()),

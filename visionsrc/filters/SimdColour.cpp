@@ -54,44 +54,35 @@ template <class T, class D> HWY_INLINE void storeFromDouble(D, hn::Vec<D> v, T* 
 // Target rows may share storage with source rows: each vector of pixels is
 // read whole before any of it is written, as the reference reads each pixel
 // before writing it.
+template <class D, class T>
+HWY_INLINE void yuvPixels(D d, const T* pY, const T* pU, const T* pV, bool bOffset, T* pR,
+                          T* pG, T* pB)
+{
+    const float fLuma = bOffset ? 16.0f : 0.0f, fChroma = bOffset ? 128.0f : 0.0f;
+    const auto y = loadAsDouble(d, pY, fLuma);
+    const auto u = loadAsDouble(d, pU, fChroma);
+    const auto v = loadAsDouble(d, pV, fChroma);
+    const auto r = hn::Add(y, hn::Mul(hn::Set(d, 1.402), v));
+    const auto g = hn::Sub(hn::Sub(y, hn::Mul(hn::Set(d, 0.7141), v)),
+                           hn::Mul(hn::Set(d, 0.3441), u));
+    const auto b = hn::Add(y, hn::Mul(hn::Set(d, 1.772), u));
+    storeFromDouble(d, clampByte(d, r), pR);
+    storeFromDouble(d, clampByte(d, g), pG);
+    storeFromDouble(d, clampByte(d, b), pB);
+}
+
 template <class T>
-void yuvRow(const T* pY, const T* pU, const T* pV,
-            std::size_t n, bool bOffset, T* pR, T* pG, T* pB)
+void yuvRow(const T* pY, const T* pU, const T* pV, std::size_t n, bool bOffset, T* pR, T* pG,
+            T* pB)
 {
     const hn::ScalableTag<double> d;
     const std::size_t N = hn::Lanes(d);
-    const float fLuma = bOffset ? 16.0f : 0.0f, fChroma = bOffset ? 128.0f : 0.0f;
-    const auto k1402 = hn::Set(d, 1.402), k7141 = hn::Set(d, 0.7141);
-    const auto k3441 = hn::Set(d, 0.3441), k1772 = hn::Set(d, 1.772);
     std::size_t x = 0;
-    for (; x + N <= n; x += N) {
-        const auto y = loadAsDouble(d, pY + x, fLuma);
-        const auto u = loadAsDouble(d, pU + x, fChroma);
-        const auto v = loadAsDouble(d, pV + x, fChroma);
-        const auto r = hn::Add(y, hn::Mul(k1402, v));
-        const auto g = hn::Sub(hn::Sub(y, hn::Mul(k7141, v)), hn::Mul(k3441, u));
-        const auto b = hn::Add(y, hn::Mul(k1772, u));
-        storeFromDouble(d, clampByte(d, r), pR + x);
-        storeFromDouble(d, clampByte(d, g), pG + x);
-        storeFromDouble(d, clampByte(d, b), pB + x);
-    }
-    for (; x < n; ++x) {
-        const auto clamp = [](double dValue) {
-            return dValue < 0 ? 0.0 : dValue > 255.0 ? 255.0 : dValue;
-        };
-        const auto level = [](T value, float fOffset) {
-            return double(fOffset != 0.0f ? float(value) - fOffset : float(value));
-        };
-        const double y = level(pY[x], fLuma);
-        const double u = level(pU[x], fChroma);
-        const double v = level(pV[x], fChroma);
-        const double r = y + 1.402 * v;
-        const double g = y - 0.7141 * v - 0.3441 * u;
-        const double b = y + 1.772 * u;
-        pR[x] = toPixel<T>(clamp(r));
-        pG[x] = toPixel<T>(clamp(g));
-        pB[x] = toPixel<T>(clamp(b));
-    }
+    for (; x + N <= n; x += N)
+        yuvPixels(d, pY + x, pU + x, pV + x, bOffset, pR + x, pG + x, pB + x);
+    for (; x < n; ++x)
+        yuvPixels(hn::CappedTag<double, 1>(), pY + x, pU + x, pV + x, bOffset, pR + x, pG + x,
+                  pB + x);
 }
 
 // The scale's cases from the last to the first, each overriding where its
