@@ -118,7 +118,7 @@ template <class T> std::vector<Kernel<T>> kernels()
                 p->setParameters(mask.data(), fFactor, w, h);
                 return p;
             });
-    for (int iMask = 1; iMask <= 7; iMask += 2)
+    for (int iMask : {0, 1, 3, 5, 7})
         k.push_back({"mask generator " + std::to_string(iMask), 2, iMask == 3,
                      [iMask](const CImage<T>& in) {
                          return twoImage<T>(CConvolutionFilter<T>(iMask, float(iMask % 11),
