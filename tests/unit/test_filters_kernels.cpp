@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -116,6 +117,18 @@ template <class T> std::vector<Kernel<T>> kernels()
                     mask[i] = bInteger ? float((i * 7) % 5 - 2) : vfFraction[i % 12];
                 auto p = std::make_unique<CGenericConvolution<T>>();
                 p->setParameters(mask.data(), fFactor, w, h);
+                return p;
+            });
+    // A weight that is not finite keeps the border from being padded with
+    // zeros (0 * inf is NaN): those pixels take the per-pixel sum.
+    for (auto [n, fFactor] : {std::pair{3, 0.0f}, {5, 0.5f}})
+        add<T, CGenericConvolution<T>>(
+            k, "generic " + std::to_string(n) + " not finite", 1, n == 5, [n = n, fFactor = fFactor] {
+                std::vector<float> mask(n * n, 0.25f);
+                mask[1] = std::numeric_limits<float>::infinity();
+                mask[n * n - 2] = std::nanf("");
+                auto p = std::make_unique<CGenericConvolution<T>>();
+                p->setParameters(mask.data(), fFactor, n, n);
                 return p;
             });
     for (int iMask : {0, 1, 3, 5, 7})
