@@ -247,7 +247,7 @@ template <class T> std::vector<Kernel<T>> kernels()
                      [fAngle = fAngle, iCentre = iCentre](const CImage<T>& in) {
                          return in.rotate(fAngle, iCentre, iCentre);
                      }});
-    for (float fZoom : {0.5f, 1.5f})
+    for (float fZoom : {0.5f, 0.37f, 1.5f})
         k.push_back({"scale bilinear " + std::to_string(fZoom), 2, fZoom < 1.0f,
                      [fZoom](const CImage<T>& in) { return in.scale(fZoom, SCALE_BILINEAR); }});
     if constexpr (std::is_same<T, float>::value) {
@@ -301,7 +301,7 @@ TYPED_TEST(Kernels, FastMatchesReferenceAtEveryThreadCount)
     testing::internal::GetCapturedStdout();
 }
 
-// The row loops on Highway (convolutions, ranks, YUV, colour map) once on every SIMD
+// The row loops on Highway (convolutions, ranks, YUV, colour map, scaling) once on every SIMD
 // target this machine can run, each against the same reference.
 TYPED_TEST(Kernels, SimdKernelsMatchOnEverySimdTarget)
 {
@@ -309,7 +309,8 @@ TYPED_TEST(Kernels, SimdKernelsMatchOnEverySimdTarget)
     const std::vector<std::pair<int, int>> sizes = {{1, 1}, {3, 1}, {5, 4},  {17, 9},
                                                     {35, 4}, {66, 3}, {307, 3}};
     const std::vector<std::string> families = {"mean",   "gauss",  "sobel", "generic",
-                                               "mask",   "median", "rank",  "simple", "yuv", "colour"};
+                                               "mask",   "median", "rank",  "simple", "yuv", "colour",
+                                               "scale"};
     unsigned uSeed = 11;
     // The filters' printing is captured; a failure's report is in it too.
     testing::internal::CaptureStdout();

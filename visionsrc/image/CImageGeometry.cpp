@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "filters/RowDriver.h"
+#include "image/SimdGeometry.h"
 
 namespace {
 
@@ -198,9 +199,14 @@ template <class Type> CImage<Type> CImage<Type>::scale(float fZoom, TScaleMethod
                         const Type* pRow0 = p.getRowPtr(int(y0));
                         const Type* pRow1 = p.getRowPtr(int(std::ceil(fy)));
                         Type* pOut = result.ppChannels[ch]->getRowPtr(y);
-                        for (int x = 0; x < iNewWidth; ++x) {
-                            pOut[x] = bilinear(vfDx[x], dy, pRow0, pRow1, viX0[x], viX1[x]);
+                        if constexpr (!tirn::isIntegerPixel<Type>()) {
+                            tirn::simd::bilinearRow(pOut, pRow0, pRow1, viX0.data(),
+                                                    viX1.data(), vfDx.data(), dy,
+                                                    std::size_t(iNewWidth));
+                            continue;
                         }
+                        for (int x = 0; x < iNewWidth; ++x)
+                            pOut[x] = bilinear(vfDx[x], dy, pRow0, pRow1, viX0[x], viX1[x]);
                     }
                 }
             });
