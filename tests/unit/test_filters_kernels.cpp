@@ -242,7 +242,9 @@ template <class T> std::vector<Kernel<T>> kernels()
                          filter.exec(&in, &out);
                          return out;
                      }});
-    for (const auto& [fAngle, iCentre] : {std::pair<float, int>{30.0f, -1}, {-147.5f, 2}})
+    // 0 and 90 degrees put many positions on whole pixels and on the edges.
+    for (const auto& [fAngle, iCentre] :
+         {std::pair<float, int>{30.0f, -1}, {-147.5f, 2}, {0.0f, -1}, {90.0f, 1}})
         k.push_back({"rotate " + std::to_string(fAngle), 2, true,
                      [fAngle = fAngle, iCentre = iCentre](const CImage<T>& in) {
                          return in.rotate(fAngle, iCentre, iCentre);
@@ -310,7 +312,7 @@ TYPED_TEST(Kernels, SimdKernelsMatchOnEverySimdTarget)
                                                     {35, 4}, {66, 3}, {307, 3}};
     const std::vector<std::string> families = {"mean",   "gauss",  "sobel", "generic",
                                                "mask",   "median", "rank",  "simple", "yuv", "colour",
-                                               "scale"};
+                                               "scale", "rotate"};
     unsigned uSeed = 11;
     // The filters' printing is captured; a failure's report is in it too.
     testing::internal::CaptureStdout();

@@ -17,6 +17,15 @@ namespace tirn::simd {
 void bilinearRow(float* out, const float* row0, const float* row1, const int* pIx0,
                  const int* pIx1, const float* pDx, float dy, std::size_t n);
 
+// One row of n pixels of a rotation of a W x H plane about (cx, cy) with
+// cosine c and sine s: the source position of pixel x is
+//   fx = float((cx + c * (x - cx)) - s * dy), fy = float((cy + s * (x - cx)) + c * dy)
+// in double; 0 where fx or fy is negative, not below float(W - 1) or
+// float(H - 1), or NaN, else the bilinear sample there (as bilinearRow, with
+// the truncated position and one more unless it is whole).
+void rotateRow(float* out, const float* plane, int W, int H, double cx, double cy, double c,
+               double s, double dy, std::size_t n);
+
 } // namespace tirn::simd
 
 #endif
