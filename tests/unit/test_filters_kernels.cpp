@@ -45,6 +45,8 @@ template <class T> struct Kernel
     // Runs on the banded size too (the slowest references do not).
     bool bBanded;
     std::function<CImage<T>(const CImage<T>&)> run;
+    // The operation itself, for those on CTransformation.
+    std::function<std::unique_ptr<CTransformation<T>>()> make = nullptr;
 };
 
 template <class T>
@@ -70,10 +72,12 @@ template <class T, class Filter>
 void add(std::vector<Kernel<T>>& k, std::string sName, int n, bool bBanded,
          std::function<std::unique_ptr<Filter>()> make, const char* pcSelection = nullptr)
 {
-    k.push_back({std::move(sName), n, bBanded, [make, pcSelection](const CImage<T>& in) {
+    k.push_back({std::move(sName), n, bBanded,
+                 [make, pcSelection](const CImage<T>& in) {
                      auto op = make();
                      return transform<T>(*op, in, pcSelection);
-                 }});
+                 },
+                 [make]() -> std::unique_ptr<CTransformation<T>> { return make(); }});
 }
 
 template <class T> std::vector<Kernel<T>> kernels()
@@ -335,6 +339,38 @@ TYPED_TEST(Kernels, SimdKernelsMatchOnEverySimdTarget)
     const std::string sPrinted = testing::internal::GetCapturedStdout();
     if (this->HasFailure())
         std::fputs(sPrinted.c_str(), stderr);
+}
+
+// An operation that overwrites its target gets the previous result back as
+// its scratch: a pixel the fast path left alone would show the old value.
+TYPED_TEST(Kernels, ReusedScratchLeavesNoOldPixel)
+{
+    using T = TypeParam;
+    unsigned uSeed = 23;
+    int nOperations = 0;
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    for (const Kernel<T>& kernel : kernels<T>()) {
+        if (!kernel.make || kernel.nChannels != 1 || !kernel.make()->overwritesTarget())
+            continue;
+        ++nOperations;
+        for (const auto& [w, h] : {std::pair{307, 5}, {4, 7}}) {
+            SCOPED_TRACE(kernel.sName + " on " + std::to_string(w) + "x" + std::to_string(h));
+            const CImage<T> first = randomTestImage<T>(w, h, 1, ++uSeed, true);
+            const CImage<T> second = randomTestImage<T>(w, h, 1, ++uSeed, true);
+            auto op = kernel.make();
+            CImage<T> out(1, 1, 1);
+            op->setOutput(&out);
+            op->setInput(&first);
+            op->exec();
+            op->setInput(&second);
+            op->exec();
+            expectSameImage(out, kernel.run(second));
+        }
+    }
+    testing::internal::GetCapturedStderr();
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(nOperations, 68); // convolutions, shading, medians and ranks
 }
 
 // Ties and NaN in every window: where a NaN lands in the selection shows
