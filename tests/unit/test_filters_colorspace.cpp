@@ -4,6 +4,8 @@
 #include <cstring>
 #include <string>
 
+#include <hwy/targets.h>
+
 #include "FastVsReference.h"
 #include "PixelTypes.h"
 #include "filters/CConvolutionFilter.h"
@@ -98,6 +100,31 @@ TEST(ColourSpace, YuvTruncatesAtIntegerDepths)
     // Float offsets are subtracted in single precision: 16.3 - 16 in float.
     const CImage<float> g = yuv(onePixel<float>({16.3f, 128.0f, 128.0f}), true);
     EXPECT_EQ(g.getPixel(0, 0, 0), 16.3f - 16.0f);
+}
+
+// The 8-bit path computes in integers what is defined in double: every one
+// of the 2^24 inputs, with and without offsets, on every SIMD target.
+TEST(ColourSpace, YuvAtDepth8MatchesTheReferenceOnEveryInput)
+{
+    CImage<unsigned char> in(4096, 4096, 3);
+    for (int i = 0; i < 1 << 24; ++i)
+        for (int c = 0; c < 3; ++c)
+            in.getChannelDataPtr(c)[i] = static_cast<unsigned char>(i >> (16 - 8 * c));
+    for (bool bOffset : {false, true}) {
+        SCOPED_TRACE(bOffset);
+        const CImage<unsigned char> reference = [&] {
+            PathScope path(true);
+            return yuv(in, bOffset);
+        }();
+        PathScope path(false);
+        ThreadScope threads(1);
+        for (std::int64_t target : hwy::SupportedAndGeneratedTargets()) {
+            SCOPED_TRACE(hwy::TargetName(target));
+            hwy::SetSupportedTargetsForTest(target);
+            expectSameImage(yuv(in, bOffset), reference);
+        }
+        hwy::SetSupportedTargetsForTest(0);
+    }
 }
 
 TYPED_TEST(ColourSpaceTyped, YuvRefusesInPlaceAndOtherChannelCounts)

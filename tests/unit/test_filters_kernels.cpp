@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <functional>
 #include <memory>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -44,6 +45,8 @@ template <class T> struct Kernel
     // Runs on the banded size too (the slowest references do not).
     bool bBanded;
     std::function<CImage<T>(const CImage<T>&)> run;
+    // The operation itself, for those on CTransformation.
+    std::function<std::unique_ptr<CTransformation<T>>()> make = nullptr;
 };
 
 template <class T>
@@ -69,10 +72,12 @@ template <class T, class Filter>
 void add(std::vector<Kernel<T>>& k, std::string sName, int n, bool bBanded,
          std::function<std::unique_ptr<Filter>()> make, const char* pcSelection = nullptr)
 {
-    k.push_back({std::move(sName), n, bBanded, [make, pcSelection](const CImage<T>& in) {
+    k.push_back({std::move(sName), n, bBanded,
+                 [make, pcSelection](const CImage<T>& in) {
                      auto op = make();
                      return transform<T>(*op, in, pcSelection);
-                 }});
+                 },
+                 [make]() -> std::unique_ptr<CTransformation<T>> { return make(); }});
 }
 
 template <class T> std::vector<Kernel<T>> kernels()
@@ -118,7 +123,19 @@ template <class T> std::vector<Kernel<T>> kernels()
                 p->setParameters(mask.data(), fFactor, w, h);
                 return p;
             });
-    for (int iMask = 1; iMask <= 7; iMask += 2)
+    // A weight that is not finite keeps the border from being padded with
+    // zeros (0 * inf is NaN): those pixels take the per-pixel sum.
+    for (auto [n, fFactor] : {std::pair{3, 0.0f}, {5, 0.5f}})
+        add<T, CGenericConvolution<T>>(
+            k, "generic " + std::to_string(n) + " not finite", 1, n == 5, [n = n, fFactor = fFactor] {
+                std::vector<float> mask(n * n, 0.25f);
+                mask[1] = std::numeric_limits<float>::infinity();
+                mask[n * n - 2] = std::nanf("");
+                auto p = std::make_unique<CGenericConvolution<T>>();
+                p->setParameters(mask.data(), fFactor, n, n);
+                return p;
+            });
+    for (int iMask : {0, 1, 3, 5, 7})
         k.push_back({"mask generator " + std::to_string(iMask), 2, iMask == 3,
                      [iMask](const CImage<T>& in) {
                          return twoImage<T>(CConvolutionFilter<T>(iMask, float(iMask % 11),
@@ -229,12 +246,14 @@ template <class T> std::vector<Kernel<T>> kernels()
                          filter.exec(&in, &out);
                          return out;
                      }});
-    for (const auto& [fAngle, iCentre] : {std::pair<float, int>{30.0f, -1}, {-147.5f, 2}})
+    // 0 and 90 degrees put many positions on whole pixels and on the edges.
+    for (const auto& [fAngle, iCentre] :
+         {std::pair<float, int>{30.0f, -1}, {-147.5f, 2}, {0.0f, -1}, {90.0f, 1}})
         k.push_back({"rotate " + std::to_string(fAngle), 2, true,
                      [fAngle = fAngle, iCentre = iCentre](const CImage<T>& in) {
                          return in.rotate(fAngle, iCentre, iCentre);
                      }});
-    for (float fZoom : {0.5f, 1.5f})
+    for (float fZoom : {0.5f, 0.37f, 1.5f})
         k.push_back({"scale bilinear " + std::to_string(fZoom), 2, fZoom < 1.0f,
                      [fZoom](const CImage<T>& in) { return in.scale(fZoom, SCALE_BILINEAR); }});
     if constexpr (std::is_same<T, float>::value) {
@@ -288,7 +307,7 @@ TYPED_TEST(Kernels, FastMatchesReferenceAtEveryThreadCount)
     testing::internal::GetCapturedStdout();
 }
 
-// The row loops on Highway (convolutions, ranks, YUV, colour map) once on every SIMD
+// The row loops on Highway (convolutions, ranks, YUV, colour map, scaling) once on every SIMD
 // target this machine can run, each against the same reference.
 TYPED_TEST(Kernels, SimdKernelsMatchOnEverySimdTarget)
 {
@@ -296,7 +315,8 @@ TYPED_TEST(Kernels, SimdKernelsMatchOnEverySimdTarget)
     const std::vector<std::pair<int, int>> sizes = {{1, 1}, {3, 1}, {5, 4},  {17, 9},
                                                     {35, 4}, {66, 3}, {307, 3}};
     const std::vector<std::string> families = {"mean",   "gauss",  "sobel", "generic",
-                                               "mask",   "median", "rank",  "simple", "yuv", "colour"};
+                                               "mask",   "median", "rank",  "simple", "yuv", "colour",
+                                               "scale", "rotate"};
     unsigned uSeed = 11;
     // The filters' printing is captured; a failure's report is in it too.
     testing::internal::CaptureStdout();
@@ -319,6 +339,38 @@ TYPED_TEST(Kernels, SimdKernelsMatchOnEverySimdTarget)
     const std::string sPrinted = testing::internal::GetCapturedStdout();
     if (this->HasFailure())
         std::fputs(sPrinted.c_str(), stderr);
+}
+
+// An operation that overwrites its target gets the previous result back as
+// its scratch: a pixel the fast path left alone would show the old value.
+TYPED_TEST(Kernels, ReusedScratchLeavesNoOldPixel)
+{
+    using T = TypeParam;
+    unsigned uSeed = 23;
+    int nOperations = 0;
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
+    for (const Kernel<T>& kernel : kernels<T>()) {
+        if (!kernel.make || kernel.nChannels != 1 || !kernel.make()->overwritesTarget())
+            continue;
+        ++nOperations;
+        for (const auto& [w, h] : {std::pair{307, 5}, {4, 7}}) {
+            SCOPED_TRACE(kernel.sName + " on " + std::to_string(w) + "x" + std::to_string(h));
+            const CImage<T> first = randomTestImage<T>(w, h, 1, ++uSeed, true);
+            const CImage<T> second = randomTestImage<T>(w, h, 1, ++uSeed, true);
+            auto op = kernel.make();
+            CImage<T> out(1, 1, 1);
+            op->setOutput(&out);
+            op->setInput(&first);
+            op->exec();
+            op->setInput(&second);
+            op->exec();
+            expectSameImage(out, kernel.run(second));
+        }
+    }
+    testing::internal::GetCapturedStderr();
+    testing::internal::GetCapturedStdout();
+    EXPECT_EQ(nOperations, 68); // convolutions, shading, medians and ranks
 }
 
 // Ties and NaN in every window: where a NaN lands in the selection shows

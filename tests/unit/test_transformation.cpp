@@ -16,14 +16,18 @@ public:
     int iMultiChannels = -1, iTargetChannelsAtCall = -1;
     std::vector<T> firstPixels;
     bool bUseBase = false;
+    bool bOverwrites = false;
+    std::vector<T> scratchFirstPixels; // what tgt held at each single-channel call
 
     void preOperation() override { ++iPre; }
+    bool overwritesTarget() const override { return bOverwrites; }
     void postOperation() override { ++iPost; }
     void singleChannelOperation(const CImage<T>& src, CImage<T>& tgt) override
     {
         if (bUseBase)
             return CTransformation<T>::singleChannelOperation(src, tgt);
         ++iSingle;
+        scratchFirstPixels.push_back(tgt.getPixel(0, 0, 0));
         EXPECT_EQ(src.channels(), 1);
         for (int y = 0; y < src.height(); ++y)
             for (int x = 0; x < src.width(); ++x)
@@ -239,6 +243,39 @@ TYPED_TEST_P(TransformationTyped, SingleChannelDriver)
     EXPECT_EQ(inPlace.getPixel(1, 1, 1), T(13));
 }
 
+// An operation that overwrites its target gets the previous result's
+// channel back as its scratch, but only where nothing else holds it.
+TYPED_TEST_P(TransformationTyped, ScratchReusesOnlyAnUnsharedResult)
+{
+    using T = TypeParam;
+    const CImage<T> source = channelsNumbered<T>(3, 2, 2);
+    for (bool bOverwrites : {false, true}) {
+        SCOPED_TRACE(bOverwrites);
+        CImage<T> target(1, 1, 1);
+        Probe<T> t;
+        t.bOverwrites = bOverwrites;
+        t.setInput(&source);
+        t.setOutput(&target);
+        t.exec();
+        const CImageChannel<T>* pFirst = target.getChannelPtr(1);
+        t.exec();
+        // Channel 0's scratch holds channel 0's input + 1 when reused; the
+        // second call's channel 1 starts from channel 0's result.
+        const T reused = bOverwrites ? T(11) : T(0);
+        EXPECT_EQ(t.scratchFirstPixels, (std::vector<T>{T(0), T(1), reused, T(1)}));
+        EXPECT_EQ(target.getChannelPtr(1) == pFirst, bOverwrites);
+
+        CImage<T> kept(1, 1, 1);
+        kept = target; // shares the result (copy construction would not)
+        t.exec();
+        EXPECT_EQ(t.scratchFirstPixels.back(), T(1));
+        EXPECT_EQ(t.scratchFirstPixels[4], T(0));
+        EXPECT_NE(target.getChannelPtr(1), kept.getChannelPtr(1));
+        EXPECT_EQ(kept.getPixel(2, 1, 1), T(14));
+        EXPECT_EQ(target.getPixel(2, 1, 1), T(14));
+    }
+}
+
 TYPED_TEST_P(TransformationTyped, MultiChannelDriver)
 {
     using T = TypeParam;
@@ -326,6 +363,7 @@ TYPED_TEST_P(TransformationTyped, SourceChangingChannelCount)
 }
 
 REGISTER_TYPED_TEST_SUITE_P(TransformationTyped, MaskOperations, SingleChannelDriver,
+                            ScratchReusesOnlyAnUnsharedResult,
                             MultiChannelDriver, NothingSelectedLeavesTargetAlone,
                             BaseModesOnlyReport, LayoutIndependentOfElementType,
                             SourceChangingChannelCount);

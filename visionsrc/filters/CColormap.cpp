@@ -284,6 +284,8 @@ template <class T> void CColormap<T>::execFast()
     const CImage<T>& in = *pInput;
     CImage<T>& out = *pOutput;
     std::vector<int> firstWritten(w, -1), lastWritten(w, -1);
+    // Rows written whole count for every column, folded in at the end.
+    int iFirstWholeRow = -1, iLastWholeRow = -1;
     bool bAnyUnwritten = false;
     // The pseudo colour scale a row at a time on SIMD; a row with a NaN
     // (which the scale writes nothing for) goes pixel by pixel below.
@@ -298,7 +300,7 @@ template <class T> void CColormap<T>::execFast()
         bool bNaN = false;
         for (int x = 0; x < w; ++x) {
             rowValues[x] = float(pV[x]);
-            bNaN = bNaN || rowValues[x] != rowValues[x];
+            bNaN |= rowValues[x] != rowValues[x]; // no branch: the loop vectorises
         }
         if (bNaN)
             return false;
@@ -319,11 +321,9 @@ template <class T> void CColormap<T>::execFast()
                     pOut[x] = tirn::toPixel<T>(pFrom[x]);
             }
         }
-        for (int x = 0; x < w; ++x) {
-            if (firstWritten[x] < 0)
-                firstWritten[x] = y;
-            lastWritten[x] = y;
-        }
+        if (iFirstWholeRow < 0)
+            iFirstWholeRow = y;
+        iLastWholeRow = y;
         return true;
     };
 
@@ -363,6 +363,12 @@ template <class T> void CColormap<T>::execFast()
     });
     if (!bAnyUnwritten)
         return;
+    if (iFirstWholeRow >= 0)
+        for (int x = 0; x < w; ++x) {
+            if (firstWritten[x] < 0 || iFirstWholeRow < firstWritten[x])
+                firstWritten[x] = iFirstWholeRow;
+            lastWritten[x] = std::max(lastWritten[x], iLastWholeRow);
+        }
     // The colour entering column x: the last written pixel of the nearest
     // column to its left that has one; black before the first pixel.
     std::vector<T> carried(3 * std::size_t(w));

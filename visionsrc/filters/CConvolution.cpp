@@ -244,6 +244,7 @@ void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelF
         for (int j = 0; j < KH; ++j)
             vfWeights[std::size_t(i) * KH + j] = M[j * KW + i];
     std::vector<float> vfAcc(std::size_t(std::max(W, 1)));
+    const tirn::simd::SumFinish plainSum;
 
     // Border pixels through a copy of their window rows padded with zeros:
     // a term outside the image then adds a product of 0, which leaves the
@@ -255,10 +256,15 @@ void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelF
         std::all_of(vfWeights.begin(), vfWeights.end(), [](float w) { return std::isfinite(w); });
     std::vector<float> vfPad;
     std::vector<const float*> vpPadBases(vfWeights.size());
+    std::vector<float> vfPadSums;
     auto paddedPixels = [&](int y, int xa, int xb) {
         if (xb <= xa)
             return;
-        const int nCols = xb - xa + KW - 1;
+        // Whole vectors of sums: the few border pixels of a row would
+        // otherwise run their long sums one after another. What lies past
+        // xb sums zeros and is not used.
+        const int nSums = (xb - xa + 7) / 8 * 8;
+        const int nCols = nSums + KW - 1;
         vfPad.assign(std::size_t(KH) * nCols, 0.0f);
         for (int j = 0; j < KH; ++j) {
             const int yy = y - ry + j;
@@ -266,16 +272,17 @@ void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelF
                 continue;
             const T* pRow = pIn + std::size_t(yy) * W;
             float* pPad = vfPad.data() + std::size_t(j) * nCols;
-            const int xFirst = std::max(xa - rx, 0), xEnd = std::min(xa - rx + nCols, W);
+            const int xFirst = std::max(xa - rx, 0), xEnd = std::min(xb + rx, W);
             for (int xx = xFirst; xx < xEnd; ++xx)
                 pPad[xx - (xa - rx)] = float(pRow[xx]);
         }
         for (int i = 0; i < KW; ++i)
             for (int j = 0; j < KH; ++j)
                 vpPadBases[std::size_t(i) * KH + j] = vfPad.data() + std::size_t(j) * nCols + i;
-        float* acc = vfAcc.data();
-        tirn::simd::sumTerms(acc + xa, vpPadBases.data(), vfWeights.data(),
-                             int(vpPadBases.size()), std::size_t(xb - xa));
+        vfPadSums.resize(std::size_t(nSums));
+        const float* acc = vfPadSums.data() - xa;
+        tirn::simd::sumTerms(vfPadSums.data(), vpPadBases.data(), vfWeights.data(),
+                             int(vpPadBases.size()), std::size_t(nSums), plainSum);
         const int iRowsIn = std::min(y - ry + KH, H) - std::max(y - ry, 0);
         T* pOut = pOutBase + std::size_t(y) * W;
         for (int x = xa; x < xb; ++x) {
@@ -314,21 +321,32 @@ void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelF
         return;
     }
 
-    // The source rows this band reads, widened to float once (float
-    // pixels are read where they are).
-    const int yw0 = std::max(y0 - ry, 0), yw1 = std::min(y1 + ry, H);
-    std::vector<float> vfWide;
-    if constexpr (!std::is_same<T, float>::value) {
-        vfWide.resize(std::size_t(std::max(yw1 - yw0, 0)) * W);
-        const T* p = pIn + std::size_t(yw0) * W;
-        for (std::size_t k = 0; k < vfWide.size(); ++k)
-            vfWide[k] = float(p[k]);
+    // Widening a row costs about what a few terms do: a short float mask
+    // reads its rows where they are and pads only the border.
+    if (bPaddable && (tirn::isIntegerPixel<T>() || KW * KH >= 16)) {
+        zeroPaddedRows(pIn, pOutBase, W, H, y0, y1, vfWeights, bAbs);
+        return;
     }
+
+    // The window's rows, widened to float, in a ring of KH rows whose stride
+    // is not a multiple of 4 KiB: rows of a power-of-two width would all
+    // fall into the same cache sets, and a tall mask's rows evict one
+    // another. Float rows of a short mask are read where they are.
+    const bool bRing = tirn::isIntegerPixel<T>() || KH > 6;
+    const std::size_t uStride = (std::size_t(W) + 15) / 16 * 16 + 16;
+    std::vector<float> vfRing(bRing ? uStride * std::max(KH, 1) : 0);
+    int iNextRow = std::max(y0 - ry, 0); // the next row the ring takes
     auto wideRow = [&](int yy) -> const float* {
-        if constexpr (std::is_same<T, float>::value)
-            return pIn + std::size_t(yy) * W;
-        else
-            return vfWide.data() + std::size_t(yy - yw0) * W;
+        if constexpr (!tirn::isIntegerPixel<T>())
+            if (!bRing)
+                return pIn + std::size_t(yy) * W;
+        for (; iNextRow <= yy; ++iNextRow) {
+            const T* p = pIn + std::size_t(iNextRow) * W;
+            float* q = vfRing.data() + uStride * std::size_t(iNextRow % KH);
+            for (int x = 0; x < W; ++x)
+                q[x] = float(p[x]);
+        }
+        return vfRing.data() + uStride * std::size_t(yy % KH);
     };
     std::vector<const float*> vpBases(vfWeights.size());
     for (int y = y0; y < y1; ++y) {
@@ -341,24 +359,105 @@ void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelF
                     pOut[x] = borderPixel(x, y);
             },
             [&](int xa, int xb) {
-                float* acc = vfAcc.data();
-                for (int i = 0; i < KW; ++i)
-                    for (int j = 0; j < KH; ++j)
-                        vpBases[std::size_t(i) * KH + j] = wideRow(y - ry + j) + (i - rx + xa);
-                tirn::simd::sumTerms(acc + xa, vpBases.data(), vfWeights.data(),
-                                     int(vpBases.size()), std::size_t(xb - xa));
-                // finishPixel with the factor test hoisted out, so the loops
-                // vectorise.
-                const float fCount = float(KW * KH);
-                if (fFactor != 0.0f)
+                for (int j = 0; j < KH; ++j) {
+                    const float* pRow = wideRow(y - ry + j);
+                    for (int i = 0; i < KW; ++i)
+                        vpBases[std::size_t(i) * KH + j] = pRow + (i - rx + xa);
+                }
+                // finishPixel, applied by the vector loop itself.
+                tirn::simd::SumFinish finishing;
+                finishing.fFactor = fFactor;
+                finishing.fCount = float(KW * KH);
+                finishing.bAbs = bAbs;
+                if constexpr (!tirn::isIntegerPixel<T>()) {
+                    tirn::simd::sumTerms(pOut + xa, vpBases.data(), vfWeights.data(),
+                                         int(vpBases.size()), std::size_t(xb - xa), finishing);
+                } else {
+                    float* acc = vfAcc.data();
+                    tirn::simd::sumTerms(acc + xa, vpBases.data(), vfWeights.data(),
+                                         int(vpBases.size()), std::size_t(xb - xa), finishing);
                     for (int x = xa; x < xb; ++x)
-                        acc[x] = fFactor * acc[x];
-                else
-                    for (int x = xa; x < xb; ++x)
-                        acc[x] = acc[x] / fCount;
-                for (int x = xa; x < xb; ++x)
-                    pOut[x] = storePixel<T>(acc[x], bAbs);
+                        pOut[x] = tirn::toPixel<T>(acc[x]);
+                }
             });
+    }
+}
+
+// Whole rows at once, border included, from a ring of the window's rows
+// widened to float with rx zeros on either side and rows of zeros above and
+// below the image: a term outside the image adds a product of 0, which
+// leaves the sum as it is (a float sum from +0 is never -0) as long as no
+// weight is infinite or NaN. The reference skips those terms; the count is
+// still that of the positions inside. The ring's stride is not a multiple
+// of 4 KiB: rows of a power-of-two width would all fall into the same cache
+// sets, and a tall mask's rows would evict one another.
+template <class T>
+void CConvolution<T>::zeroPaddedRows(const T* pIn, T* pOutBase, int W, int H, int y0, int y1,
+                                     const std::vector<float>& vfWeights, bool bAbs) const
+{
+    const int rx = iHalfWidth, ry = iHalfHeight, KW = iSpanWidth, KH = iSpanHeight;
+    const std::size_t uStride = (std::size_t(W) + 2 * rx + 15) / 16 * 16 + 16;
+    std::vector<float> vfRing(uStride * KH, 0.0f);
+    auto slot = [&](int yy) { return vfRing.data() + uStride * std::size_t(((yy % KH) + KH) % KH); };
+    int iNextRow = y0 - ry; // the next row the ring takes
+    auto ringRow = [&](int yy) -> const float* {
+        for (; iNextRow <= yy; ++iNextRow) {
+            float* q = slot(iNextRow) + rx;
+            if (iNextRow < 0 || iNextRow >= H) {
+                std::fill(q, q + W, 0.0f);
+                continue;
+            }
+            const T* p = pIn + std::size_t(iNextRow) * W;
+            for (int x = 0; x < W; ++x)
+                q[x] = float(p[x]);
+        }
+        return slot(yy);
+    };
+
+    // A factor finishes every sum alike, so the vector loop does it and a
+    // float row is written in place; a count differs at the border.
+    tirn::simd::SumFinish finishing;
+    finishing.fFactor = fFactor;
+    finishing.bAbs = bAbs;
+    const bool bDirect = fFactor != 0.0f && !tirn::isIntegerPixel<T>();
+    const tirn::simd::SumFinish finishLater;
+    std::vector<float> vfSums(static_cast<std::size_t>(W));
+    std::vector<const float*> vpBases(vfWeights.size());
+    const float fCount = float(KW * KH);
+    for (int y = y0; y < y1; ++y) {
+        for (int j = 0; j < KH; ++j) {
+            const float* pRow = ringRow(y - ry + j);
+            for (int i = 0; i < KW; ++i)
+                vpBases[std::size_t(i) * KH + j] = pRow + i;
+        }
+        T* pOut = pOutBase + std::size_t(y) * W;
+        if constexpr (!tirn::isIntegerPixel<T>()) {
+            if (bDirect) {
+                tirn::simd::sumTerms(pOut, vpBases.data(), vfWeights.data(), int(vpBases.size()),
+                                     std::size_t(W), finishing);
+                continue;
+            }
+        }
+        float* acc = vfSums.data();
+        tirn::simd::sumTerms(acc, vpBases.data(), vfWeights.data(), int(vpBases.size()),
+                             std::size_t(W), fFactor != 0.0f ? finishing : finishLater);
+        if (fFactor != 0.0f) {
+            for (int x = 0; x < W; ++x)
+                pOut[x] = tirn::toPixel<T>(acc[x]);
+            continue;
+        }
+        const int iRowsIn = std::min(y - ry + KH, H) - std::max(y - ry, 0);
+        const int xi0 = std::min(rx, W), xi1 = std::max(W - rx, xi0);
+        for (int x = 0; x < W; ++x) {
+            if (x == xi0 && iRowsIn == KH) {
+                for (; x < xi1; ++x)
+                    pOut[x] = storePixel<T>(acc[x] / fCount, bAbs);
+                if (x == W)
+                    break;
+            }
+            const int iColsIn = std::min(x - rx + KW, W) - std::max(x - rx, 0);
+            pOut[x] = finishPixel<T>(acc[x], iColsIn * iRowsIn, 0.0f, bAbs);
+        }
     }
 }
 

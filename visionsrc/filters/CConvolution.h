@@ -24,6 +24,8 @@ public:
     // Refuses to run before a mask has been set.
     void preOperation() override;
     void postOperation() override {}
+    // Channel 0 is written whole, the others cleared.
+    bool overwritesTarget() const override { return true; }
     // The filtered value of one pixel of channel 0.
     virtual T convolvSingleChannelRegion(const CImage<T>& src, int x, int y);
 
@@ -90,6 +92,8 @@ private:
     void proveIntegerSums();
     void convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelFinish finish, int y0,
                       int y1) const;
+    void zeroPaddedRows(const T* pIn, T* pOutBase, int W, int H, int y0, int y1,
+                        const std::vector<float>& vfWeights, bool bAbs) const;
     void integerRows(const T* pIn, T* pOut, int W, int H, int y0, int y1, int x0, int x1) const;
     void boxRows(const T* pIn, T* pOut, int W, int H, int y0, int y1) const;
 

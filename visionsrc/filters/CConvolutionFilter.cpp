@@ -156,33 +156,48 @@ void CConvolutionFilter<T>::convolveReference(const CImage<T>& src, CImage<T>& t
 
 // Rows outermost: each source row is widened to float once with its edge
 // pixels repeated (pad[k] = row[clip(k - r)]), so term (j, i) of pixel x is
-// pad_j[x + i]; the per-pixel sums run over (j, i) in mask order.
+// pad_j[x + i]; the per-pixel sums run over (j, i) in mask order. The
+// widened rows live in a ring of iSize slots (the window's distinct rows
+// are consecutive) whose stride is no multiple of 4 KiB, so a tall mask's
+// rows do not evict one another from the cache.
 template <class T>
 void CConvolutionFilter<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, int ch,
                                          const float* pfWeights, int y0, int y1) const
 {
     using Acc = Accumulator<T>;
     const int w = src.width(), h = src.height(), r = (iSize - 1) / 2;
-    if (w < 1 || h < 1 || iSize < 1)
-        return; // the target channel is already zero
-    // Only the source rows this band's windows reach.
-    const int yFirst = clip2range(0, y0 - r, h - 1);
-    const int yLast = clip2range(0, y1 - 1 - r + iSize - 1, h - 1);
-    const int iPadded = w + iSize - 1;
-    std::vector<float> padded(std::size_t(iPadded) * (yLast - yFirst + 1));
-    for (int y = yFirst; y <= yLast; ++y) {
-        const T* pRow = src.getChannelPtr(ch)->getRowPtr(y);
-        float* pPad = padded.data() + std::size_t(iPadded) * (y - yFirst);
-        for (int k = 0; k < iPadded; ++k)
-            pPad[k] = float(pRow[clip2range(0, k - r, w - 1)]);
+    if (w < 1 || h < 1)
+        return;
+    if (iSize < 1) { // no weights: every sum is 0
+        for (int y = y0; y < y1; ++y)
+            std::fill_n(tgt.getChannelPtr(ch)->getRowPtr(y), w, T(0));
+        return;
     }
-    std::vector<typename Acc::Type> sums(w);
+    const int iPadded = w + iSize - 1;
+    const std::size_t uStride = (std::size_t(iPadded) + 15) / 16 * 16 + 16;
+    std::vector<float> ring(uStride * iSize);
+    int iNextRow = clip2range(0, y0 - r, h - 1); // the next source row the ring takes
+    auto paddedRow = [&](int yy) -> const float* {
+        for (; iNextRow <= yy; ++iNextRow) {
+            const T* pRow = src.getChannelPtr(ch)->getRowPtr(iNextRow);
+            float* pPad = ring.data() + uStride * std::size_t(iNextRow % iSize);
+            const int xEnd = std::min(iPadded, w + r);
+            int k = 0;
+            for (; k < std::min(r, iPadded); ++k)
+                pPad[k] = float(pRow[0]);
+            for (; k < xEnd; ++k)
+                pPad[k] = float(pRow[k - r]);
+            for (; k < iPadded; ++k)
+                pPad[k] = float(pRow[w - 1]);
+        }
+        return ring.data() + uStride * std::size_t(yy % iSize);
+    };
+    std::vector<typename Acc::Type> sums(tirn::isIntegerPixel<T>() ? w : 0);
     std::vector<const float*> vpBases(std::size_t(iSize) * iSize);
     for (int y = y0; y < y1; ++y) {
         // The terms in the mask's row-major order, the float sum's own order.
         for (int j = 0; j < iSize; ++j) {
-            const int yy = clip2range(0, y - r + j, h - 1);
-            const float* pPad = padded.data() + std::size_t(iPadded) * (yy - yFirst);
+            const float* pPad = paddedRow(clip2range(0, y - r + j, h - 1));
             for (int i = 0; i < iSize; ++i)
                 vpBases[std::size_t(iSize) * j + i] = pPad + i;
         }
@@ -191,13 +206,13 @@ void CConvolutionFilter<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, i
             for (std::size_t k = 0; k < vpBases.size(); ++k)
                 tirn::simd::addTruncatedProducts(sums.data(), vpBases[k], pfWeights[k],
                                                  std::size_t(w));
+            T* pOut = tgt.getChannelPtr(ch)->getRowPtr(y);
+            for (int x = 0; x < w; ++x)
+                pOut[x] = Acc::store(sums[x]);
         } else {
-            tirn::simd::sumTerms(sums.data(), vpBases.data(), pfWeights, iSize * iSize,
-                                 std::size_t(w));
+            tirn::simd::sumTerms(tgt.getChannelPtr(ch)->getRowPtr(y), vpBases.data(), pfWeights,
+                                 iSize * iSize, std::size_t(w));
         }
-        T* pOut = tgt.getChannelPtr(ch)->getRowPtr(y);
-        for (int x = 0; x < w; ++x)
-            pOut[x] = Acc::store(sums[x]);
     }
 }
 
@@ -220,18 +235,22 @@ template <class T> void CConvolutionFilter<T>::exec(const CImage<T>* pSrc, CImag
         // Row 0 through the checked access: a height of 0 ends the process.
         T* pOut = tgt.getChannelPtr(c)->getRowPtr(0);
         const T* pIn = src.getChannelPtr(c)->getRowPtr(0);
-        if (pOut)
-            std::memset(pOut, 0, sizeof(T) * std::size_t(w) * h);
+        // The reference adds into the target: it starts from zero. The rows
+        // write every pixel.
+        auto reference = [&] {
+            if (pOut)
+                std::memset(pOut, 0, sizeof(T) * std::size_t(w) * h);
+            convolveReference(src, tgt, c, pfWeights);
+        };
         // A channel that is its own target (in place, or shared) reads the
         // sums as they are written: that walk is the result.
         if (pIn == pOut) {
-            convolveReference(src, tgt, c, pfWeights);
+            reference();
             continue;
         }
-        tirn::runKernel(
-            tirn::Visit::AnyOrder, h, (long long)w * h * std::max(iSize, 1),
-            [&] { convolveReference(src, tgt, c, pfWeights); },
-            [&](int y0, int y1) { convolveRows(src, tgt, c, pfWeights, y0, y1); });
+        tirn::runKernel(tirn::Visit::AnyOrder, h, (long long)w * h * std::max(iSize, 1),
+                        reference,
+                        [&](int y0, int y1) { convolveRows(src, tgt, c, pfWeights, y0, y1); });
     }
 }
 

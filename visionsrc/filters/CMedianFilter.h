@@ -14,6 +14,8 @@ public:
     void singleChannelOperation(const CImage<T>& src, CImage<T>& tgt) override;
     void preOperation() override {}
     void postOperation() override {}
+    // Every pixel of the target is written (see runRankChannel).
+    bool overwritesTarget() const override { return true; }
 
     void setSize(int n) { iSize = n; }
     void setNeighborhood(int n) { iSize = n; }

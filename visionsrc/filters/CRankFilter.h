@@ -17,6 +17,8 @@ public:
     // Refuses to run before a rank has been set.
     void preOperation() override;
     void postOperation() override {}
+    // Every pixel of the target is written (see runRankChannel).
+    bool overwritesTarget() const override { return true; }
 
     void setSize(int n) { iSize = n; }
     void setNeighborhood(int n) { iSize = n; }

@@ -178,6 +178,27 @@ template <class T> bool sharesNoChannel(const CImage<T>& source, const CImage<T>
 
 } // namespace
 
+// A fresh zeroed channel, or, for an operation that writes every pixel of
+// its target, the previous result's channel where nothing but the target
+// holds it: the exec below hands it back (adopted) at the same size, so
+// repeated calls need not allocate and clear a new one each time.
+template <class T>
+CImage<T> CTransformation<T>::makeScratch(const CImage<T>& source, const CImage<T>& target,
+                                          int iLastSelected) const
+{
+    const int w = source.width(), h = source.height();
+    if (overwritesTarget() && &source != &target && iLastSelected >= 0 &&
+        iLastSelected < target.channels()) {
+        const CImageChannel<T>* pOld = target.getChannelPtr(iLastSelected);
+        if (pOld->refs() == 1 && pOld->width() == w && pOld->height() == h) {
+            CImage<T> scratch(w, h, 0);
+            scratch.appendChannel(iLastSelected, target);
+            return scratch;
+        }
+    }
+    return CImage<T>(w, h, 1);
+}
+
 template <class T> void CTransformation<T>::exec()
 {
     TIRN_ASSERT(pSource!=__null);
@@ -189,12 +210,12 @@ template <class T> void CTransformation<T>::exec()
     const CImage<T>& source = *pSource;
     CImage<T>& target = *pTarget;
     if (!bMultiChannel) {
-        CImage<T> scratch(source.width(), source.height(), 1);
-        // The unselected channels of the result are the source's.
-        target = source;
         int iLastSelected = source.channels() - 1;
         while (iLastSelected >= 0 && !pbMask[iLastSelected])
             --iLastSelected;
+        CImage<T> scratch = makeScratch(source, target, iLastSelected);
+        // The unselected channels of the result are the source's.
+        target = source;
         for (int c = 0; c <= iLastSelected; ++c) {
             if (!pbMask[c])
                 continue;

@@ -26,6 +26,9 @@ public:
     virtual void singleChannelOperation(const CImage<T>& src, CImage<T>& tgt);
     virtual void preOperation() = 0;
     virtual void postOperation() = 0;
+    // True where singleChannelOperation writes every pixel of its target's
+    // channel 0 whatever it held: its scratch may then be a reused channel.
+    virtual bool overwritesTarget() const { return false; }
 
     // Selects all channels of the new source again.
     void setInput(const CImage<T>* pSrc);
@@ -65,6 +68,8 @@ private:
     int iMaskLength;
     void followSourceChannels();
     void deselectAll();
+    CImage<T> makeScratch(const CImage<T>& source, const CImage<T>& target,
+                          int iLastSelected) const;
 
     CTransformation(const CTransformation&) = delete;
     CTransformation& operator=(const CTransformation&) = delete;

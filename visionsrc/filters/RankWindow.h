@@ -66,9 +66,11 @@ void runRankChannel(const CImage<T>& src, CImage<T>& tgt, int h, E*& pBuffer,
     const int iWidth = src.width(), iHeight = src.height();
     if (tgt.width() != iWidth || tgt.height() != iHeight || tgt.channels() < 1)
         tgt.resize(iWidth, iHeight, std::max(tgt.channels(), 1));
-    tgt.clear(0);
-    if (src.channels() < 1 || src.pixelsPerChannel() <= 0)
+    if (src.channels() < 1 || src.pixelsPerChannel() <= 0) {
+        tgt.clear(0);
         return;
+    }
+    // Both paths write every pixel.
     const long long llWindow = (long long)rankBufferLength(h);
     runKernel(
         Visit::AnyOrder, iHeight, (long long)iWidth * iHeight * std::min(llWindow, 64LL),

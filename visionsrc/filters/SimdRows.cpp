@@ -14,46 +14,93 @@ namespace HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-// Four vectors of pixels at a time, each with its own running sums in
-// registers, so the sums' chains of additions overlap; every pixel's own sum
-// still runs term by term in the given order. Mul, then Add: MulAdd would
-// contract into one rounding on targets with FMA, and each term is defined
-// with two.
+// The stored value of a finished sum, the scalar way: v > 0 ? v : -v turns
+// +0 into -0 and flips a NaN's sign, unlike an absolute value.
+template <class D, class V> HWY_INLINE V finishSum(D d, V v, const SumFinish& f)
+{
+    if (f.fFactor != 1.0f)
+        v = f.fFactor != 0.0f ? hn::Mul(hn::Set(d, f.fFactor), v) : hn::Div(v, hn::Set(d, f.fCount));
+    if (f.bAbs)
+        v = hn::IfThenElse(hn::Gt(v, hn::Zero(d)), v, hn::Neg(v));
+    return v;
+}
+
+float finishSum(float v, const SumFinish& f)
+{
+    if (f.fFactor != 1.0f)
+        v = f.fFactor != 0.0f ? f.fFactor * v : v / f.fCount;
+    if (f.bAbs)
+        v = v > 0 ? v : -v;
+    return v;
+}
+
+// U vectors of pixels from x on, each with its own running sums in
+// registers: eight give enough independent chains of additions to keep both
+// adders busy through their latency. Every pixel's own sum still runs term
+// by term in the given order. Mul, then Add: MulAdd would contract into one
+// rounding on targets with FMA, and each term is defined with two.
+template <int U, class D>
+HWY_INLINE void sumBlock(D d, float* HWY_RESTRICT out, const float* const* HWY_RESTRICT bases,
+                         const float* HWY_RESTRICT weights, int nTerms, std::size_t x,
+                         const SumFinish& finish)
+{
+    const std::size_t N = hn::Lanes(d);
+    decltype(hn::Zero(d)) v[U];
+    for (int u = 0; u < U; ++u)
+        v[u] = hn::Zero(d);
+    for (int k = 0; k < nTerms; ++k) {
+        const float* p = bases[k] + x;
+        const auto vw = hn::Set(d, weights[k]);
+        for (int u = 0; u < U; ++u)
+            v[u] = hn::Add(v[u], hn::Mul(vw, hn::LoadU(d, p + u * N)));
+    }
+    for (int u = 0; u < U; ++u)
+        hn::StoreU(finishSum(d, v[u], finish), d, out + x + u * N);
+}
+
+// A row too short for whole blocks ends with one more block that overlaps
+// the last: it recomputes a few pixels to the same values instead of
+// summing the rest one long chain at a time.
 void SumTerms(float* HWY_RESTRICT out, const float* const* HWY_RESTRICT bases,
-              const float* HWY_RESTRICT weights, int nTerms, std::size_t n)
+              const float* HWY_RESTRICT weights, int nTerms, std::size_t n,
+              const SumFinish& finish)
 {
     const hn::ScalableTag<float> d;
     const std::size_t N = hn::Lanes(d);
-    std::size_t x = 0;
-    for (; x + 4 * N <= n; x += 4 * N) {
-        auto v0 = hn::Zero(d), v1 = hn::Zero(d), v2 = hn::Zero(d), v3 = hn::Zero(d);
-        for (int k = 0; k < nTerms; ++k) {
-            const float* p = bases[k] + x;
-            const auto vw = hn::Set(d, weights[k]);
-            v0 = hn::Add(v0, hn::Mul(vw, hn::LoadU(d, p)));
-            v1 = hn::Add(v1, hn::Mul(vw, hn::LoadU(d, p + N)));
-            v2 = hn::Add(v2, hn::Mul(vw, hn::LoadU(d, p + 2 * N)));
-            v3 = hn::Add(v3, hn::Mul(vw, hn::LoadU(d, p + 3 * N)));
+    if (n >= 8 * N) {
+        std::size_t x = 0;
+        for (; x + 8 * N <= n; x += 8 * N)
+            sumBlock<8>(d, out, bases, weights, nTerms, x, finish);
+        if (x < n)
+            sumBlock<8>(d, out, bases, weights, nTerms, n - 8 * N, finish);
+        return;
+    }
+    if (n >= 2 * N) {
+        std::size_t x = 0;
+        for (; x + 2 * N <= n; x += 2 * N)
+            sumBlock<2>(d, out, bases, weights, nTerms, x, finish);
+        if (x < n)
+            sumBlock<2>(d, out, bases, weights, nTerms, n - 2 * N, finish);
+        return;
+    }
+    if (n >= N) {
+        sumBlock<1>(d, out, bases, weights, nTerms, 0, finish);
+        if (n > N)
+            sumBlock<1>(d, out, bases, weights, nTerms, n - N, finish);
+        return;
+    }
+    // Fewer pixels than a vector: term by term across them, so their sums
+    // overlap instead of running one long chain after another.
+    float afSum[HWY_MAX_BYTES / sizeof(float)] = {};
+    for (int k = 0; k < nTerms; ++k) {
+        const float* p = bases[k];
+        for (std::size_t t = 0; t < n; ++t) {
+            const float fProduct = weights[k] * p[t];
+            afSum[t] = afSum[t] + fProduct;
         }
-        hn::StoreU(v0, d, out + x);
-        hn::StoreU(v1, d, out + x + N);
-        hn::StoreU(v2, d, out + x + 2 * N);
-        hn::StoreU(v3, d, out + x + 3 * N);
     }
-    for (; x + N <= n; x += N) {
-        auto v = hn::Zero(d);
-        for (int k = 0; k < nTerms; ++k)
-            v = hn::Add(v, hn::Mul(hn::Set(d, weights[k]), hn::LoadU(d, bases[k] + x)));
-        hn::StoreU(v, d, out + x);
-    }
-    for (; x < n; ++x) {
-        float fSum = 0.0f;
-        for (int k = 0; k < nTerms; ++k) {
-            const float fProduct = weights[k] * bases[k][x];
-            fSum = fSum + fProduct;
-        }
-        out[x] = fSum;
-    }
+    for (std::size_t t = 0; t < n; ++t)
+        out[t] = finishSum(afSum[t], finish);
 }
 
 template <class T>
@@ -126,9 +173,9 @@ HWY_EXPORT(AddTruncatedProducts);
 HWY_EXPORT(TargetName);
 
 void sumTerms(float* out, const float* const* bases, const float* weights, int nTerms,
-              std::size_t n)
+              std::size_t n, const SumFinish& finish)
 {
-    HWY_DYNAMIC_DISPATCH(SumTerms)(out, bases, weights, nTerms, n);
+    HWY_DYNAMIC_DISPATCH(SumTerms)(out, bases, weights, nTerms, n, finish);
 }
 
 void addWeightedRow(std::int32_t* acc, const unsigned char* row, std::int32_t w, std::size_t n)

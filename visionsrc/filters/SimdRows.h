@@ -10,11 +10,23 @@
 
 namespace tirn::simd {
 
+// What becomes of a sum before it is stored: times fFactor, or divided by
+// fCount where fFactor is 0 (a NaN factor counts as set); a factor of 1
+// leaves the sum as it is. Then, with bAbs, v > 0 ? v : -v.
+struct SumFinish
+{
+    float fFactor = 1.0f;
+    float fCount = 1.0f;
+    bool bAbs = false;
+};
+
 // out[x] = the sum over k = 0 ... nTerms-1, in that order, of
 // weights[k] * bases[k][x], in single precision starting from 0.0f, for x
-// in [0, n). The caller lists the terms in the order its sum is defined in.
+// in [0, n), finished as given. The caller lists the terms in the order its
+// sum is defined in. out must not overlap what the bases point to: pixels
+// may be computed and stored more than once.
 void sumTerms(float* out, const float* const* bases, const float* weights, int nTerms,
-              std::size_t n);
+              std::size_t n, const SumFinish& finish = SumFinish());
 
 // acc[x] += w * row[x] in 32-bit integers; the caller has proven that no
 // product or sum leaves the range.

@@ -2,6 +2,7 @@
 // by nearest neighbour, bilinear interpolation or block average.
 #include "image/CImage.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "filters/RowDriver.h"
+#include "image/SimdGeometry.h"
 
 namespace {
 
@@ -101,6 +103,16 @@ CImage<Type> CImage<Type>::rotate(float fAngle, int iCenterX, int iCenterY) cons
     // not negative, so its floor is its truncation and its ceiling one more
     // unless it is whole.
     const auto rows = [&](int y0, int y1) {
+        // Float rows on SIMD. Tiles, for nearer source pixels, measured
+        // slower: whole rows keep the hardware's prefetching in step.
+        if constexpr (!tirn::isIntegerPixel<Type>()) {
+            for (int ch = 0; ch < iChannels && iWidth > 0; ++ch)
+                for (int y = y0; y < y1; ++y)
+                    tirn::simd::rotateRow(result.ppChannels[ch]->getRowPtr(y),
+                                          ppChannels[ch]->getRowPtr(0), iWidth, iHeight, cx, cy,
+                                          c, s, y - cy, std::size_t(iWidth));
+            return;
+        }
         walk(y0, y1, [](const Channel& source, float fx, float fy) {
             const int ix0 = int(fx), iy0 = int(fy);
             const float x0 = float(ix0), y0f = float(iy0);
@@ -198,9 +210,14 @@ template <class Type> CImage<Type> CImage<Type>::scale(float fZoom, TScaleMethod
                         const Type* pRow0 = p.getRowPtr(int(y0));
                         const Type* pRow1 = p.getRowPtr(int(std::ceil(fy)));
                         Type* pOut = result.ppChannels[ch]->getRowPtr(y);
-                        for (int x = 0; x < iNewWidth; ++x) {
-                            pOut[x] = bilinear(vfDx[x], dy, pRow0, pRow1, viX0[x], viX1[x]);
+                        if constexpr (!tirn::isIntegerPixel<Type>()) {
+                            tirn::simd::bilinearRow(pOut, pRow0, pRow1, viX0.data(),
+                                                    viX1.data(), vfDx.data(), dy,
+                                                    std::size_t(iNewWidth));
+                            continue;
                         }
+                        for (int x = 0; x < iNewWidth; ++x)
+                            pOut[x] = bilinear(vfDx[x], dy, pRow0, pRow1, viX0[x], viX1[x]);
                     }
                 }
             });
