@@ -58,37 +58,35 @@ HWY_INLINE void sumBlock(D d, float* HWY_RESTRICT out, const float* const* HWY_R
         hn::StoreU(finishSum(d, v[u], finish), d, out + x + u * N);
 }
 
-// A row too short for whole blocks ends with one more block that overlaps
-// the last: it recomputes a few pixels to the same values instead of
-// summing the rest one long chain at a time.
+// Blocks of U vectors over [0, n), n at least one block: a row that is not
+// a whole number of blocks ends with one more block overlapping the last,
+// which recomputes a few pixels to the same values instead of summing the
+// rest one long chain at a time.
+template <int U, class D>
+HWY_INLINE void sumBlocks(D d, float* HWY_RESTRICT out, const float* const* HWY_RESTRICT bases,
+                          const float* HWY_RESTRICT weights, int nTerms, std::size_t n,
+                          const SumFinish& finish)
+{
+    const std::size_t nBlock = U * hn::Lanes(d);
+    std::size_t x = 0;
+    for (; x + nBlock <= n; x += nBlock)
+        sumBlock<U>(d, out, bases, weights, nTerms, x, finish);
+    if (x < n)
+        sumBlock<U>(d, out, bases, weights, nTerms, n - nBlock, finish);
+}
+
 void SumTerms(float* HWY_RESTRICT out, const float* const* HWY_RESTRICT bases,
               const float* HWY_RESTRICT weights, int nTerms, std::size_t n,
               const SumFinish& finish)
 {
     const hn::ScalableTag<float> d;
     const std::size_t N = hn::Lanes(d);
-    if (n >= 8 * N) {
-        std::size_t x = 0;
-        for (; x + 8 * N <= n; x += 8 * N)
-            sumBlock<8>(d, out, bases, weights, nTerms, x, finish);
-        if (x < n)
-            sumBlock<8>(d, out, bases, weights, nTerms, n - 8 * N, finish);
-        return;
-    }
-    if (n >= 2 * N) {
-        std::size_t x = 0;
-        for (; x + 2 * N <= n; x += 2 * N)
-            sumBlock<2>(d, out, bases, weights, nTerms, x, finish);
-        if (x < n)
-            sumBlock<2>(d, out, bases, weights, nTerms, n - 2 * N, finish);
-        return;
-    }
-    if (n >= N) {
-        sumBlock<1>(d, out, bases, weights, nTerms, 0, finish);
-        if (n > N)
-            sumBlock<1>(d, out, bases, weights, nTerms, n - N, finish);
-        return;
-    }
+    if (n >= 8 * N)
+        return sumBlocks<8>(d, out, bases, weights, nTerms, n, finish);
+    if (n >= 2 * N)
+        return sumBlocks<2>(d, out, bases, weights, nTerms, n, finish);
+    if (n >= N)
+        return sumBlocks<1>(d, out, bases, weights, nTerms, n, finish);
     // Fewer pixels than a vector: term by term across them, so their sums
     // overlap instead of running one long chain after another.
     float afSum[HWY_MAX_BYTES / sizeof(float)] = {};
