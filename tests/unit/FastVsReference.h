@@ -168,7 +168,7 @@ template <class T> void expectSameImage(const CImage<T>& a, const CImage<T>& b)
 inline const std::vector<std::pair<int, int>>& awkwardSizes()
 {
     static const std::vector<std::pair<int, int>> sizes = {
-        {1, 1}, {2, 2}, {3, 1}, {1, 3}, {5, 4}, {4, 7}, {17, 9}};
+        {1, 1}, {2, 2}, {3, 1}, {1, 3}, {6, 2}, {5, 4}, {4, 7}, {17, 9}};
     return sizes;
 }
 

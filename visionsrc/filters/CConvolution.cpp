@@ -528,8 +528,7 @@ template <class T> void CConvolution<T>::boxRows(const T* pIn, T* pOut, int W, i
             addRow(y - ry + bh - 1, 1);
             addRow(y - 1 - ry, -1);
         }
-        for (int x = 0; x < W; ++x)
-            prefix[x + 1] = prefix[x] + std::uint32_t(col[x]);
+        tirn::simd::prefixSums(col, prefix, std::size_t(W));
         const int iRowsIn = std::min(y - ry + sh, H) - std::max(y - ry, 0);
         T* pRowOut = pOut + std::size_t(y) * W;
         const auto boxSum = [&](int xFrom, int xTo) {

@@ -102,13 +102,21 @@ void CMedianFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h, i
             return;
         }
     }
+    // The first and last rows' windows hold six values; with a row of
+    // zeros, no larger than any pixel, added they are nine, and the median
+    // (3rd) of the six is their 6th.
+    std::vector<T> vZeros(tirn::isIntegerPixel<T>() && h == 1 ? std::size_t(W) : 0, T(0));
     for (int y = y0; y < y1; ++y) {
         T* pRow = pOut + std::size_t(y) * W;
         if constexpr (tirn::isIntegerPixel<T>()) {
-            // Complete 3x3 windows: the middle (5th) of nine values.
-            if (h == 1 && y >= 1 && y + 1 < H && W >= 3) {
+            if (h == 1 && H >= 2 && W >= 3) {
                 const T* pCentre = pIn + std::size_t(y) * W;
-                tirn::rank3x3Row(pCentre - W, pCentre, pCentre + W, W, 4, pRow);
+                if (y >= 1 && y + 1 < H) // complete windows: the 5th of nine
+                    tirn::rank3x3Row(pCentre - W, pCentre, pCentre + W, W, 4, pRow);
+                else if (y == 0)
+                    tirn::rank3x3Row(vZeros.data(), pCentre, pCentre + W, W, 5, pRow);
+                else
+                    tirn::rank3x3Row(pCentre - W, pCentre, vZeros.data(), W, 5, pRow);
                 pRow[0] = collected(0, y);
                 pRow[W - 1] = collected(W - 1, y);
                 continue;

@@ -79,14 +79,17 @@ void CRankFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h, int
             return;
         }
         if (iSize == 3) {
-            std::copy(pIn + std::size_t(y0) * W, pIn + std::size_t(y1) * W,
-                      pOut + std::size_t(y0) * W);
-            if (W < 3)
-                return;
-            for (int y = std::max(y0, 1); y < std::min(y1, H - 1); ++y) {
+            // Incomplete windows keep their pixel.
+            for (int y = y0; y < y1; ++y) {
                 const T* pCentre = pIn + std::size_t(y) * W;
-                tirn::rank3x3Row(pCentre - W, pCentre, pCentre + W, W, iRank,
-                                 pOut + std::size_t(y) * W);
+                T* pRow = pOut + std::size_t(y) * W;
+                if (W < 3 || y < 1 || y + 1 >= H) {
+                    std::copy(pCentre, pCentre + W, pRow);
+                    continue;
+                }
+                pRow[0] = pCentre[0];
+                pRow[W - 1] = pCentre[W - 1];
+                tirn::rank3x3Row(pCentre - W, pCentre, pCentre + W, W, iRank, pRow);
             }
             return;
         }

@@ -152,6 +152,31 @@ void AddTruncatedProducts(std::uint32_t* HWY_RESTRICT sums, const float* HWY_RES
         sums[x] += std::uint32_t(truncateToInt32(row[x] * w));
 }
 
+// Four lanes at a time on every target (lane shifts stay within 128-bit
+// blocks): each vector's running sums in two shifted additions, then the sum
+// of everything before it, carried in all lanes.
+void PrefixSums(const std::int32_t* HWY_RESTRICT col, std::uint32_t* HWY_RESTRICT prefix,
+                std::size_t n)
+{
+    prefix[0] = 0;
+    std::size_t x = 0;
+#if HWY_TARGET != HWY_SCALAR
+    const hn::CappedTag<std::uint32_t, 4> d;
+    const hn::RebindToSigned<decltype(d)> di;
+    auto vCarry = hn::Zero(d);
+    for (; x + 4 <= n; x += 4) {
+        auto v = hn::BitCast(d, hn::LoadU(di, col + x));
+        v = hn::Add(v, hn::ShiftLeftLanes<1>(d, v));
+        v = hn::Add(v, hn::ShiftLeftLanes<2>(d, v));
+        v = hn::Add(v, vCarry);
+        hn::StoreU(v, d, prefix + x + 1);
+        vCarry = hn::Broadcast<3>(v);
+    }
+#endif
+    for (; x < n; ++x)
+        prefix[x + 1] = prefix[x] + std::uint32_t(col[x]);
+}
+
 const char* TargetName()
 {
     return hwy::TargetName(HWY_TARGET);
@@ -169,6 +194,12 @@ HWY_EXPORT(AddWeightedRowU8);
 HWY_EXPORT(AddWeightedRowU16);
 HWY_EXPORT(AddTruncatedProducts);
 HWY_EXPORT(TargetName);
+HWY_EXPORT(PrefixSums);
+
+void prefixSums(const std::int32_t* col, std::uint32_t* prefix, std::size_t n)
+{
+    HWY_DYNAMIC_DISPATCH(PrefixSums)(col, prefix, n);
+}
 
 void sumTerms(float* out, const float* const* bases, const float* weights, int nTerms,
               std::size_t n, const SumFinish& finish)

@@ -38,6 +38,10 @@ void addWeightedRow(std::int32_t* acc, const unsigned short* row, std::int32_t w
 // sum wrapping modulo 2^32.
 void addTruncatedProducts(std::uint32_t* sums, const float* row, float w, std::size_t n);
 
+// prefix[x + 1] = prefix[x] + col[x] for x in [0, n), from prefix[0] = 0,
+// modulo 2^32.
+void prefixSums(const std::int32_t* col, std::uint32_t* prefix, std::size_t n);
+
 // The name of the target the calls above run on ("AVX2", "SSE4", ...).
 const char* targetName();
 
