@@ -116,13 +116,22 @@ template <class Type> void CImage<Type>::releaseChannel(Channel* pChannel)
         pChannel->decRefCounter();
 }
 
-template <class Type> void CImage<Type>::makeChannels(int iCount)
+template <class Type> void CImage<Type>::makeChannels(int iCount, bool bZeroFill)
 {
     ppChannels.reserve(ppChannels.size() + iCount);
     for (int i = 0; i < iCount; ++i) {
-        ppChannels.push_back(new Channel(iWidth, iHeight));
+        ppChannels.push_back(new Channel(iWidth, iHeight, bZeroFill));
         ++iChannels;
     }
+}
+
+template <class Type>
+CImage<Type> CImage<Type>::unfilled(int iWidth_, int iHeight_, int iChannels_)
+{
+    checkSize(iWidth_, iHeight_, iChannels_);
+    CImage result(iWidth_, iHeight_, 0);
+    result.makeChannels(iChannels_, false);
+    return result;
 }
 
 template <class Type> CImage<Type> CImage<Type>::deepCopy() const

@@ -133,7 +133,10 @@ private:
     // The bilinear formula of interpolate() for a position known to be
     // inside; the integer depths round to nearest, ties to even.
     static Type sampleBilinear(const Channel& p, float x, float y);
-    void makeChannels(int iCount);
+    void makeChannels(int iCount, bool bZeroFill = true);
+    // A new image whose pixels are left unset: for results whose every pixel
+    // is written before they are returned. Checked like any other size.
+    static CImage unfilled(int iWidth, int iHeight, int iChannels);
 
     std::vector<Channel*> ppChannels;
     int iDepth;

@@ -26,12 +26,12 @@ std::int64_t planeSize(int iWidth, int iHeight)
 } // namespace
 
 template <class Type>
-CImageChannel<Type>::CImageChannel(int iWidth_, int iHeight_)
+CImageChannel<Type>::CImageChannel(int iWidth_, int iHeight_, bool bZeroFill)
     : iDepth(tirn::PixelTraits<Type>::depth), iWidth(iWidth_), iHeight(iHeight_)
 {
     std::memset(acInfo, 0, sizeof acInfo);
     std::strcpy(acInfo, "No info");
-    allocate(true);
+    allocate(bZeroFill);
 }
 
 template <class Type>

@@ -16,7 +16,8 @@
 template <class Type> class CImageChannel
 {
 public:
-    CImageChannel(int iWidth, int iHeight);
+    // Zero-filled, unless the caller writes every pixel before reading any.
+    CImageChannel(int iWidth, int iHeight, bool bZeroFill = true);
     CImageChannel(const CImageChannel& other);
     // Takes shape and description only; pixel values are the assigner's job.
     CImageChannel& operator=(const CImageChannel& other);

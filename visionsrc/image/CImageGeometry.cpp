@@ -75,7 +75,7 @@ CImage<Type> CImage<Type>::rotate(float fAngle, int iCenterX, int iCenterY) cons
         cx = iCenterX;
         cy = iCenterY;
     }
-    CImage result(iWidth, iHeight, iChannels);
+    CImage result = unfilled(iWidth, iHeight, iChannels); // every pixel is written below
     // Every output pixel is independent, so rows go outermost; the last
     // source row and column are never sampled, uncovered corners stay 0.
     const auto walk = [&](int y0, int y1, auto sample) {
@@ -150,11 +150,11 @@ int sizeFrom(double dSize)
 
 template <class Type> CImage<Type> CImage<Type>::scale(float fZoom, TScaleMethod method) const
 {
-    CImage result(1, 1, 1);
     if (method == SCALE_NEAREST || method == SCALE_BILINEAR) {
         const int iNewWidth = sizeFrom(float(iWidth) * fZoom);
         const int iNewHeight = sizeFrom(float(iHeight) * fZoom);
-        result.resize(iNewWidth, iNewHeight, iChannels);
+        // Every pixel is written below, or the call fails.
+        CImage result = unfilled(iNewWidth, iNewHeight, iChannels);
         const float sx = float(iWidth - 1) / float(iNewWidth);
         const float sy = float(iHeight - 1) / float(iNewHeight);
         auto reference = [&] {
@@ -230,6 +230,7 @@ template <class Type> CImage<Type> CImage<Type>::scale(float fZoom, TScaleMethod
     const double dBlock = std::floor(1.0 / fZoom);
     const int iNewWidth = dBlock >= 1.0 ? sizeFrom(iWidth / dBlock) : 0;
     const int iNewHeight = dBlock >= 1.0 ? sizeFrom(iHeight / dBlock) : 0;
+    CImage result(1, 1, 1);
     result.resize(iNewWidth, iNewHeight, iChannels);
     if (iNewWidth == 0 || iNewHeight == 0)
         return result;
