@@ -235,6 +235,20 @@ template <class T> std::vector<Kernel<T>> kernels()
                              return image;
                          }});
     }
+    // Without a NaN the pseudo colour scale runs in bands.
+    k.push_back({"colour map pseudo without NaN", 1, true, [](const CImage<T>& in) {
+                     CImage<T> input = in.deepCopy(), out(1, 1, 1);
+                     for (int i = 0; i < input.pixelsPerChannel(); ++i) {
+                         T& v = input.getChannelDataPtr(0)[i];
+                         if (v != v)
+                             v = T(0.5f);
+                     }
+                     CColormap<T> map{COLORMAP_PSEUDO};
+                     map.setInput(&input);
+                     map.setOutput(&out);
+                     map.exec();
+                     return out;
+                 }});
     for (int n : {1, 3, 5})
         k.push_back({"cortical layers " + std::to_string(n), n, n == 3, [n](const CImage<T>& in) {
                          std::vector<float> weights;

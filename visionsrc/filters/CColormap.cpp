@@ -5,6 +5,7 @@
 #include "filters/CColormap.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <type_traits>
@@ -242,11 +243,66 @@ template <class T> void CColormap<T>::exec()
     if (!pInput || !pOutput)
         throw CException("CColormap: set the input and output images before exec()!");
     // A pixel whose scale writes nothing repeats the colour visited before
-    // it: the order shows, so one band.
-    const int h = pInput->height();
+    // it: the order shows, so one band. The pseudo colour scale writes every
+    // pixel but a NaN: its rows go in bands, and should one hold a NaN the
+    // whole image is done again in one. Not in place, where the first pass
+    // would have changed the input.
+    const int w = pInput->width(), h = pInput->height();
+    const long long llPixels = (long long)w * h;
+    if (eType == COLORMAP_PSEUDO && pInput != pOutput && w >= 1 && h >= 1) {
+        pOutput->resize(w, h, 3); // no channel shared with the input after it
+        checkChannels();
+        std::atomic<bool> bEveryRow{true};
+        tirn::runKernel(tirn::Visit::AnyOrder, h, llPixels, [&] { execReference(); },
+                        [&](int y0, int y1) {
+                            std::vector<float> rowValues, rowColours;
+                            for (int y = y0; y < y1 && bEveryRow; ++y)
+                                if (!pseudoColourRow(y, rowValues, rowColours))
+                                    bEveryRow = false;
+                        });
+        if (!bEveryRow)
+            execFast();
+        return;
+    }
     tirn::runKernel(
-        tirn::Visit::InOrder, h, (long long)pInput->width() * h, [&] { execReference(); },
+        tirn::Visit::InOrder, h, llPixels, [&] { execReference(); },
         [&](int, int) { execFast(); });
+}
+
+template <class T>
+bool CColormap<T>::pseudoColourRow(int y, std::vector<float>& rowValues,
+                                   std::vector<float>& rowColours) const
+{
+    const int w = pInput->width();
+    const T* pV = pInput->getChannelPtr(0)->getRowPtr(y);
+    rowValues.resize(std::size_t(w));
+    bool bNaN = false;
+    for (int x = 0; x < w; ++x) {
+        rowValues[x] = float(pV[x]);
+        bNaN |= rowValues[x] != rowValues[x]; // no branch: the loop vectorises
+    }
+    if (bNaN)
+        return false;
+    // The input row is in rowValues by now: the output may be the input.
+    CImage<T>& out = *pOutput;
+    if constexpr (std::is_same<T, float>::value) {
+        tirn::simd::pseudoColourRow(rowValues.data(), std::size_t(w),
+                                    out.getChannelPtr(0)->getRowPtr(y),
+                                    out.getChannelPtr(1)->getRowPtr(y),
+                                    out.getChannelPtr(2)->getRowPtr(y));
+    } else {
+        rowColours.resize(3 * std::size_t(w));
+        float* pColours = rowColours.data();
+        tirn::simd::pseudoColourRow(rowValues.data(), std::size_t(w), pColours, pColours + w,
+                                    pColours + 2 * w);
+        for (int c = 0; c < 3; ++c) {
+            T* pOut = out.getChannelPtr(c)->getRowPtr(y);
+            const float* pFrom = pColours + std::size_t(c) * w;
+            for (int x = 0; x < w; ++x)
+                pOut[x] = tirn::toPixel<T>(pFrom[x]);
+        }
+    }
+    return true;
 }
 
 template <class T> void CColormap<T>::execReference()
@@ -290,47 +346,15 @@ template <class T> void CColormap<T>::execFast()
     // The pseudo colour scale a row at a time on SIMD; a row with a NaN
     // (which the scale writes nothing for) goes pixel by pixel below.
     std::vector<float> rowValues, rowColours;
-    if (eType == COLORMAP_PSEUDO) {
-        rowValues.resize(std::size_t(w));
-        if (!std::is_same<T, float>::value)
-            rowColours.resize(3 * std::size_t(w));
-    }
-    const auto pseudoColourRow = [&](int y) {
-        const T* pV = in.getChannelPtr(0)->getRowPtr(y);
-        bool bNaN = false;
-        for (int x = 0; x < w; ++x) {
-            rowValues[x] = float(pV[x]);
-            bNaN |= rowValues[x] != rowValues[x]; // no branch: the loop vectorises
-        }
-        if (bNaN)
-            return false;
-        // The input row is in rowValues by now: the output may be the input.
-        if constexpr (std::is_same<T, float>::value) {
-            tirn::simd::pseudoColourRow(rowValues.data(), std::size_t(w),
-                                        out.getChannelPtr(0)->getRowPtr(y),
-                                        out.getChannelPtr(1)->getRowPtr(y),
-                                        out.getChannelPtr(2)->getRowPtr(y));
-        } else {
-            float* pColours = rowColours.data();
-            tirn::simd::pseudoColourRow(rowValues.data(), std::size_t(w), pColours,
-                                        pColours + w, pColours + 2 * w);
-            for (int c = 0; c < 3; ++c) {
-                T* pOut = out.getChannelPtr(c)->getRowPtr(y);
-                const float* pFrom = pColours + std::size_t(c) * w;
-                for (int x = 0; x < w; ++x)
-                    pOut[x] = tirn::toPixel<T>(pFrom[x]);
-            }
-        }
-        if (iFirstWholeRow < 0)
-            iFirstWholeRow = y;
-        iLastWholeRow = y;
-        return true;
-    };
 
     withScheme(eType, [&](auto map) {
         for (int y = 0; y < h; ++y) {
-            if (eType == COLORMAP_PSEUDO && pseudoColourRow(y))
+            if (eType == COLORMAP_PSEUDO && pseudoColourRow(y, rowValues, rowColours)) {
+                if (iFirstWholeRow < 0)
+                    iFirstWholeRow = y;
+                iLastWholeRow = y;
                 continue;
+            }
             // In place the input rows are the output rows: each pixel is read
             // before it is written, as in the column walk.
             const T* pV = in.getChannelPtr(0)->getRowPtr(y);

@@ -1,5 +1,7 @@
 #include "filters/CMedianFilter.h"
 
+#include <cstdint>
+#include <cstring>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -44,6 +46,24 @@ void CMedianFilter<T>::singleChannelOperation(const CImage<T>& src, CImage<T>& t
         [&](int x, int y) { return scanSingleChannelRegion(src, x, y); });
 }
 
+namespace {
+
+// Whether any of n floats is a NaN or -0, the values whose place in a sorted
+// window depends on the order they were visited in. No branch in the loop,
+// so it vectorises.
+bool anyNaNOrNegativeZero(const float* p, std::size_t n)
+{
+    std::uint32_t uFound = 0;
+    for (std::size_t i = 0; i < n; ++i) {
+        std::uint32_t u;
+        std::memcpy(&u, p + i, sizeof u);
+        uFound |= std::uint32_t((u & 0x7fffffffu) > 0x7f800000u) | std::uint32_t(u == 0x80000000u);
+    }
+    return uFound != 0;
+}
+
+} // namespace
+
 // Rows outermost, straight from the channel's storage; the window is
 // collected in the reference's order so the same value is selected.
 template <class T>
@@ -87,14 +107,19 @@ void CMedianFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h, i
         // Complete windows up to 5x5 through the network; the windows it
         // cannot decide, and the border, collected as in the reference.
         if (h == 1 || h == 2) {
-            std::vector<unsigned char> vFlags(static_cast<std::size_t>(W));
+            // Windows are flagged only if the rows they read hold a NaN or -0.
+            const std::size_t uFirst = std::size_t(std::max(y0 - h, 0)) * W;
+            const std::size_t uEnd = std::size_t(std::min(y1 + h, H)) * W;
+            const bool bCheck = anyNaNOrNegativeZero(pIn + uFirst, uEnd - uFirst);
+            std::vector<unsigned char> vFlags(bCheck ? std::size_t(W) : 0);
             for (int y = y0; y < y1; ++y) {
                 T* pRow = pOut + std::size_t(y) * W;
                 tirn::splitRow(
                     y, W, H, h, h, [&](int x) { pRow[x] = collected(x, y); },
                     [&](int xa, int xb) {
-                        tirn::medianFloatRow(pIn, W, y, h, xa, xb, pRow, vFlags.data());
-                        for (int x = xa; x < xb; ++x)
+                        tirn::medianFloatRow(pIn, W, y, h, xa, xb, pRow,
+                                             bCheck ? vFlags.data() : nullptr);
+                        for (int x = xa; bCheck && x < xb; ++x)
                             if (vFlags[x])
                                 pRow[x] = collected(x, y);
                     });

@@ -119,7 +119,9 @@ template <class D> HWY_INLINE hn::Mask<D> orderSensitive(D d, hn::Vec<D> v)
                   hn::RebindMask(d, hn::Eq(hn::BitCast(du, v), hn::Set(du, 0x80000000u))));
 }
 
-template <int h, class D>
+// bCheck false: the caller knows that no window holds a NaN or -0, and no
+// flag is written.
+template <int h, bool bCheck, class D>
 HWY_INLINE void medianOfWindows(D d, const float* pData, int iWidth, int y, int x, float* pOut,
                                 unsigned char* pFlag)
 {
@@ -131,20 +133,23 @@ HWY_INLINE void medianOfWindows(D d, const float* pData, int iWidth, int y, int 
         const float* pRow = pData + std::size_t(y - h + j) * iWidth + x - h;
         for (int i = 0; i < iSide; ++i) {
             v[j * iSide + i] = hn::LoadU(d, pRow + i);
-            mSensitive = hn::Or(mSensitive, orderSensitive(d, v[j * iSide + i]));
+            if constexpr (bCheck)
+                mSensitive = hn::Or(mSensitive, orderSensitive(d, v[j * iSide + i]));
         }
     }
-    alignas(64) float aSensitive[HWY_MAX_BYTES / sizeof(float)];
-    hn::Store(hn::IfThenElseZero(mSensitive, hn::Set(d, 1.0f)), d, aSensitive);
-    for (std::size_t i = 0; i < hn::Lanes(d); ++i)
-        pFlag[x + int(i)] = aSensitive[i] != 0.0f;
+    if constexpr (bCheck) {
+        alignas(64) float aSensitive[HWY_MAX_BYTES / sizeof(float)];
+        hn::Store(hn::IfThenElseZero(mSensitive, hn::Set(d, 1.0f)), d, aSensitive);
+        for (std::size_t i = 0; i < hn::Lanes(d); ++i)
+            pFlag[x + int(i)] = aSensitive[i] != 0.0f;
+    }
     constexpr int k = (n + 1) / 2 - 1;
     hn::StoreU(runNetwork<n, k>(v, std::make_index_sequence<std::size_t(
                                        rankNetwork(n, k).nSteps)>()),
                d, pOut + x);
 }
 
-template <int h>
+template <int h, bool bCheck>
 void medianRow(const float* pData, int iWidth, int y, int x0, int x1, float* pOut,
                unsigned char* pFlag)
 {
@@ -153,12 +158,12 @@ void medianRow(const float* pData, int iWidth, int y, int x0, int x1, float* pOu
     if (x1 - x0 < N) {
         const hn::CappedTag<float, 1> d1;
         for (int x = x0; x < x1; ++x)
-            medianOfWindows<h>(d1, pData, iWidth, y, x, pOut, pFlag);
+            medianOfWindows<h, bCheck>(d1, pData, iWidth, y, x, pOut, pFlag);
         return;
     }
     // The last vector may reach back over pixels already done: same values.
     for (int x = x0;; x = std::min(x + N, x1 - N)) {
-        medianOfWindows<h>(d, pData, iWidth, y, x, pOut, pFlag);
+        medianOfWindows<h, bCheck>(d, pData, iWidth, y, x, pOut, pFlag);
         if (x == x1 - N)
             break;
     }
@@ -167,10 +172,11 @@ void medianRow(const float* pData, int iWidth, int y, int x0, int x1, float* pOu
 void MedianFloatRow(const float* pData, int iWidth, int y, int h, int x0, int x1, float* pOut,
                     unsigned char* pFlag)
 {
-    if (h == 1)
-        medianRow<1>(pData, iWidth, y, x0, x1, pOut, pFlag);
-    else
-        medianRow<2>(pData, iWidth, y, x0, x1, pOut, pFlag);
+    if (pFlag)
+        return h == 1 ? medianRow<1, true>(pData, iWidth, y, x0, x1, pOut, pFlag)
+                      : medianRow<2, true>(pData, iWidth, y, x0, x1, pOut, pFlag);
+    return h == 1 ? medianRow<1, false>(pData, iWidth, y, x0, x1, pOut, pFlag)
+                  : medianRow<2, false>(pData, iWidth, y, x0, x1, pOut, pFlag);
 }
 
 void RankRowU8(const unsigned char* pAbove, const unsigned char* pRow,

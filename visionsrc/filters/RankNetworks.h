@@ -72,7 +72,8 @@ void rank3x3Row(const unsigned short* pAbove, const unsigned short* pRow,
 // For x in [x0, x1) of row y of a float channel, whose (2h+1)^2 windows (h
 // 1 or 2) lie inside it: out[x] = their median (the value of rank
 // ((2h+1)^2 + 1) / 2 - 1), and flag[x] = 1 where the window holds a NaN or
-// -0 (out[x] is then not the reference's), else 0.
+// -0 (out[x] is then not the reference's), else 0. A null pFlag says that no
+// window holds either.
 void medianFloatRow(const float* pData, int iWidth, int y, int h, int x0, int x1, float* pOut,
                     unsigned char* pFlag);
 
