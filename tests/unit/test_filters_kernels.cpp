@@ -321,8 +321,9 @@ TYPED_TEST(Kernels, FastMatchesReferenceAtEveryThreadCount)
     testing::internal::GetCapturedStdout();
 }
 
-// The row loops on Highway (convolutions, ranks, YUV, colour map, scaling) once on every SIMD
-// target this machine can run, each against the same reference.
+// The row loops on Highway (convolutions, ranks, colour conversions and maps,
+// geometry) once on every SIMD target this machine can run, each against the
+// same reference.
 TYPED_TEST(Kernels, SimdKernelsMatchOnEverySimdTarget)
 {
     using T = TypeParam;
@@ -330,7 +331,7 @@ TYPED_TEST(Kernels, SimdKernelsMatchOnEverySimdTarget)
                                                     {35, 4}, {66, 3}, {307, 3}};
     const std::vector<std::string> families = {"mean",   "gauss",  "sobel", "generic",
                                                "mask",   "median", "rank",  "simple", "yuv", "colour",
-                                               "scale", "rotate"};
+                                               "scale", "rotate", "hsi"};
     unsigned uSeed = 11;
     // The filters' printing is captured; a failure's report is in it too.
     testing::internal::CaptureStdout();

@@ -6,8 +6,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <type_traits>
+#include <vector>
 
 #include "filters/RowDriver.h"
+#include "filters/SimdColour.h"
 
 namespace {
 
@@ -79,11 +82,31 @@ void convertGroupReference(const CImage<T>& src, CImage<T>& tgt, int c0, Convert
 }
 
 // A pixel depends only on the same pixel of the source, so rows may go
-// outermost.
+// outermost. RGB to HSI a row at a time on SIMD: the row is read whole
+// before any of it is written, and each pixel reads only itself.
 template <class T, class Convert>
 void convertGroupRows(const CImage<T>& src, CImage<T>& tgt, int c0, Convert convert, int y0,
                       int y1)
 {
+    if constexpr (std::is_same<Convert, RgbToHsi>::value) {
+        const std::size_t w = std::size_t(src.width());
+        std::vector<double> in(3 * w), out(3 * w);
+        for (int y = y0; y < y1; ++y) {
+            for (int c = 0; c < 3; ++c) {
+                const T* p = src.getChannelPtr(c0 + c)->getRowPtr(y);
+                std::copy(p, p + w, in.begin() + std::ptrdiff_t(c * w));
+            }
+            tirn::simd::rgbToHsiRow(in.data(), in.data() + w, in.data() + 2 * w, w, out.data(),
+                                    out.data() + w, out.data() + 2 * w);
+            for (int c = 0; c < 3; ++c) {
+                T* q = tgt.getChannelPtr(c0 + c)->getRowPtr(y);
+                const double* pFrom = out.data() + c * w;
+                for (std::size_t x = 0; x < w; ++x)
+                    q[x] = tirn::toPixel<T>(pFrom[x]);
+            }
+        }
+        return;
+    }
     for (int y = y0; y < y1; ++y) {
         const T* p0 = src.getChannelPtr(c0)->getRowPtr(y);
         const T* p1 = src.getChannelPtr(c0 + 1)->getRowPtr(y);

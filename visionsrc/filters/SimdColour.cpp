@@ -3,6 +3,7 @@
 #include <hwy/foreach_target.h> // IWYU pragma: keep
 #include <hwy/highway.h>
 
+#include <cmath>
 #include <type_traits>
 
 #include "filters/SimdColour.h"
@@ -13,6 +14,8 @@ namespace tirn::simd {
 namespace HWY_NAMESPACE {
 
 namespace hn = hwy::HWY_NAMESPACE;
+
+constexpr double kTwoPi = 6.283185307179586;
 
 // Pixels of depth T as doubles, through single precision like the scalar
 // conversion (exact for the integer depths).
@@ -195,6 +198,50 @@ void YuvRowU8(const unsigned char* pY, const unsigned char* pU, const unsigned c
     yuvRow(pY + x, pU + x, pV + x, n - x, bOffset, pR + x, pG + x, pB + x);
 }
 
+// Everything but the arc cosine on vectors; that, the C library's, lane by
+// lane in between. Minima as std::min takes them (the first unless the
+// second is smaller), so a NaN goes where it would.
+template <class D>
+HWY_INLINE void hsiPixels(D d, const double* pR, const double* pG, const double* pB,
+                          double* pH, double* pS, double* pI)
+{
+    const auto vZero = hn::Zero(d), vOne = hn::Set(d, 1.0), vTwoPi = hn::Set(d, kTwoPi);
+    auto minOf = [](auto a, auto b) { return hn::IfThenElse(hn::Lt(b, a), b, a); };
+    const auto r = hn::LoadU(d, pR), g = hn::LoadU(d, pG), b = hn::LoadU(d, pB);
+    const auto i = hn::Mul(hn::Add(hn::Add(r, g), b), hn::Set(d, 0.3333333333));
+    const auto s = hn::IfThenElse(hn::Le(i, vZero), vZero,
+                                  hn::Sub(vOne, hn::Div(minOf(minOf(r, g), b), i)));
+    const auto mGrey = hn::And(hn::Eq(r, g), hn::Eq(g, b));
+    const auto vUnderRoot = hn::Add(hn::Mul(hn::Sub(r, g), hn::Sub(r, g)),
+                                    hn::Mul(hn::Sub(r, b), hn::Sub(g, b)));
+    const auto vArg =
+        hn::Div(hn::Sub(r, hn::Mul(hn::Add(g, b), hn::Set(d, 0.5))), hn::Sqrt(vUnderRoot));
+    alignas(64) double aTheta[HWY_MAX_BYTES / sizeof(double)];
+    hn::Store(vArg, d, aTheta);
+    for (std::size_t k = 0; k < hn::Lanes(d); ++k)
+        aTheta[k] = std::acos(aTheta[k]);
+    auto theta = hn::Load(d, aTheta);
+    theta = hn::IfThenElse(hn::Gt(hn::Div(b, i), hn::Div(g, i)), hn::Sub(vTwoPi, theta), theta);
+    hn::StoreU(hn::IfThenElse(mGrey, vZero, hn::Div(theta, vTwoPi)), d, pH);
+    hn::StoreU(s, d, pS);
+    hn::StoreU(i, d, pI);
+}
+
+// Everything but the arc cosine on vectors; that, the C library's, lane by
+// lane in between. Minima as std::min takes them (the first unless the
+// second is smaller), so a NaN goes where it would.
+void RgbToHsiRow(const double* pR, const double* pG, const double* pB, std::size_t n,
+                 double* pH, double* pS, double* pI)
+{
+    const hn::ScalableTag<double> d;
+    const std::size_t N = hn::Lanes(d);
+    std::size_t x = 0;
+    for (; x + N <= n; x += N)
+        hsiPixels(d, pR + x, pG + x, pB + x, pH + x, pS + x, pI + x);
+    for (; x < n; ++x)
+        hsiPixels(hn::CappedTag<double, 1>(), pR + x, pG + x, pB + x, pH + x, pS + x, pI + x);
+}
+
 void YuvRowU16(const unsigned short* pY, const unsigned short* pU, const unsigned short* pV,
                std::size_t n, bool bOffset, unsigned short* pR, unsigned short* pG,
                unsigned short* pB)
@@ -218,6 +265,13 @@ namespace tirn::simd {
 HWY_EXPORT(YuvRowU8);
 HWY_EXPORT(YuvRowU16);
 HWY_EXPORT(YuvRowF32);
+HWY_EXPORT(RgbToHsiRow);
+
+void rgbToHsiRow(const double* pR, const double* pG, const double* pB, std::size_t n,
+                 double* pH, double* pS, double* pI)
+{
+    HWY_DYNAMIC_DISPATCH(RgbToHsiRow)(pR, pG, pB, n, pH, pS, pI);
+}
 HWY_EXPORT(PseudoColourRow);
 
 void pseudoColourRow(const float* pV, std::size_t n, float* pR, float* pG, float* pB)

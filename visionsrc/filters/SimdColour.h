@@ -27,6 +27,14 @@ void yuvToRgbRow(const float* pY, const float* pU, const float* pV, std::size_t 
 // be NaN (the scale writes nothing for one).
 void pseudoColourRow(const float* pV, std::size_t n, float* pR, float* pG, float* pB);
 
+// RGB to HSI of n pixels in double as CHsiRgbFilter defines it:
+// i = (r + g + b) * 0.3333333333, s = i <= 0 ? 0 : 1 - min(r, g, b) / i, and
+// h = 0 where r == g == b, else theta / 2pi with
+// theta = acos((r - (g + b) * 0.5) / sqrt((r - g)^2 + (r - b)(g - b))),
+// taken from 2pi where b / i > g / i. The acos is the C library's.
+void rgbToHsiRow(const double* pR, const double* pG, const double* pB, std::size_t n,
+                 double* pH, double* pS, double* pI);
+
 } // namespace tirn::simd
 
 #endif
