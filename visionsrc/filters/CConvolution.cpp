@@ -36,6 +36,50 @@ template <class T> inline T finishPixel(float fSum, int n, float fFactor, bool b
     return storePixel<T>(fFactor != 0.0f ? fFactor * fSum : fSum / float(n), bAbsAtFloat);
 }
 
+// The rows of a sliding window widened to float, in a ring of one slot per
+// window row, each with iMargin zeros on either side; rows outside the image
+// are zeros. Rows are asked for in order (each window's last row no earlier
+// than the last window's). The stride is no multiple of 4 KiB: rows of a
+// power-of-two width would all fall into the same cache sets, and a tall
+// mask's rows would evict one another.
+template <class T> class WidenedRows
+{
+public:
+    WidenedRows(const T* pIn, int W, int H, int nSlots, int iMargin, int yFirst)
+        : pIn(pIn), W(W), H(H), nSlots(nSlots), iMargin(iMargin), iNextRow(yFirst),
+          uStride((std::size_t(W) + 2 * iMargin + 15) / 16 * 16 + 16),
+          vfRing(uStride * std::size_t(std::max(nSlots, 0)), 0.0f)
+    {
+    }
+
+    // Row yy's pixel 0; its margins start iMargin before it.
+    const float* row(int yy)
+    {
+        for (; iNextRow <= yy; ++iNextRow) {
+            float* q = slot(iNextRow) + iMargin;
+            if (iNextRow < 0 || iNextRow >= H) {
+                std::fill(q, q + W, 0.0f);
+                continue;
+            }
+            const T* p = pIn + std::size_t(iNextRow) * W;
+            for (int x = 0; x < W; ++x)
+                q[x] = float(p[x]);
+        }
+        return slot(yy) + iMargin;
+    }
+
+private:
+    const T* pIn;
+    int W, H, nSlots, iMargin, iNextRow;
+    std::size_t uStride;
+    std::vector<float> vfRing;
+
+    float* slot(int yy)
+    {
+        return vfRing.data() + uStride * std::size_t(((yy % nSlots) + nSlots) % nSlots);
+    }
+};
+
 } // namespace
 
 template <class T>
@@ -328,26 +372,21 @@ void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelF
         return;
     }
 
-    // The window's rows, widened to float, in a ring of KH rows whose stride
-    // is not a multiple of 4 KiB: rows of a power-of-two width would all
-    // fall into the same cache sets, and a tall mask's rows evict one
-    // another. Float rows of a short mask are read where they are.
-    const bool bRing = tirn::isIntegerPixel<T>() || KH > 6;
-    const std::size_t uStride = (std::size_t(W) + 15) / 16 * 16 + 16;
-    std::vector<float> vfRing(bRing ? uStride * std::max(KH, 1) : 0);
-    int iNextRow = std::max(y0 - ry, 0); // the next row the ring takes
+    // The interior's rows: float rows of a short mask are read where they
+    // are, others widened (WidenedRows).
+    const bool bWiden = tirn::isIntegerPixel<T>() || KH > 6;
+    WidenedRows<T> widened(pIn, W, H, bWiden ? KH : 0, 0, std::max(y0 - ry, 0));
     auto wideRow = [&](int yy) -> const float* {
         if constexpr (!tirn::isIntegerPixel<T>())
-            if (!bRing)
+            if (!bWiden)
                 return pIn + std::size_t(yy) * W;
-        for (; iNextRow <= yy; ++iNextRow) {
-            const T* p = pIn + std::size_t(iNextRow) * W;
-            float* q = vfRing.data() + uStride * std::size_t(iNextRow % KH);
-            for (int x = 0; x < W; ++x)
-                q[x] = float(p[x]);
-        }
-        return vfRing.data() + uStride * std::size_t(yy % KH);
+        return widened.row(yy);
     };
+    // finishPixel, applied by the vector loop itself.
+    tirn::simd::SumFinish finishing;
+    finishing.fFactor = fFactor;
+    finishing.fCount = float(KW * KH);
+    finishing.bAbs = bAbs;
     std::vector<const float*> vpBases(vfWeights.size());
     for (int y = y0; y < y1; ++y) {
         T* pOut = pOutBase + std::size_t(y) * W;
@@ -364,11 +403,6 @@ void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelF
                     for (int i = 0; i < KW; ++i)
                         vpBases[std::size_t(i) * KH + j] = pRow + (i - rx + xa);
                 }
-                // finishPixel, applied by the vector loop itself.
-                tirn::simd::SumFinish finishing;
-                finishing.fFactor = fFactor;
-                finishing.fCount = float(KW * KH);
-                finishing.bAbs = bAbs;
                 if constexpr (!tirn::isIntegerPixel<T>()) {
                     tirn::simd::sumTerms(pOut + xa, vpBases.data(), vfWeights.data(),
                                          int(vpBases.size()), std::size_t(xb - xa), finishing);
@@ -383,36 +417,18 @@ void CConvolution<T>::convolveRows(const CImage<T>& src, CImage<T>& tgt, TPixelF
     }
 }
 
-// Whole rows at once, border included, from a ring of the window's rows
-// widened to float with rx zeros on either side and rows of zeros above and
-// below the image: a term outside the image adds a product of 0, which
-// leaves the sum as it is (a float sum from +0 is never -0) as long as no
-// weight is infinite or NaN. The reference skips those terms; the count is
-// still that of the positions inside. The ring's stride is not a multiple
-// of 4 KiB: rows of a power-of-two width would all fall into the same cache
-// sets, and a tall mask's rows would evict one another.
+// Whole rows at once, border included, from the window's rows widened with
+// rx zeros on either side and rows of zeros above and below the image: a
+// term outside the image adds a product of 0, which leaves the sum as it is
+// (a float sum from +0 is never -0) as long as no weight is infinite or NaN.
+// The reference skips those terms; the count is still that of the positions
+// inside.
 template <class T>
 void CConvolution<T>::zeroPaddedRows(const T* pIn, T* pOutBase, int W, int H, int y0, int y1,
                                      const std::vector<float>& vfWeights, bool bAbs) const
 {
     const int rx = iHalfWidth, ry = iHalfHeight, KW = iSpanWidth, KH = iSpanHeight;
-    const std::size_t uStride = (std::size_t(W) + 2 * rx + 15) / 16 * 16 + 16;
-    std::vector<float> vfRing(uStride * KH, 0.0f);
-    auto slot = [&](int yy) { return vfRing.data() + uStride * std::size_t(((yy % KH) + KH) % KH); };
-    int iNextRow = y0 - ry; // the next row the ring takes
-    auto ringRow = [&](int yy) -> const float* {
-        for (; iNextRow <= yy; ++iNextRow) {
-            float* q = slot(iNextRow) + rx;
-            if (iNextRow < 0 || iNextRow >= H) {
-                std::fill(q, q + W, 0.0f);
-                continue;
-            }
-            const T* p = pIn + std::size_t(iNextRow) * W;
-            for (int x = 0; x < W; ++x)
-                q[x] = float(p[x]);
-        }
-        return slot(yy);
-    };
+    WidenedRows<T> widened(pIn, W, H, KH, rx, y0 - ry);
 
     // A factor finishes every sum alike, so the vector loop does it and a
     // float row is written in place; a count differs at the border.
@@ -426,7 +442,7 @@ void CConvolution<T>::zeroPaddedRows(const T* pIn, T* pOutBase, int W, int H, in
     const float fCount = float(KW * KH);
     for (int y = y0; y < y1; ++y) {
         for (int j = 0; j < KH; ++j) {
-            const float* pRow = ringRow(y - ry + j);
+            const float* pRow = widened.row(y - ry + j) - rx;
             for (int i = 0; i < KW; ++i)
                 vpBases[std::size_t(i) * KH + j] = pRow + i;
         }
