@@ -91,12 +91,16 @@ void yuvRow(const T* pY, const T* pU, const T* pV, std::size_t n, bool bOffset, 
 
 // The scale's cases from the last to the first, each overriding where its
 // bound holds, leave each lane with the first case whose bound it meets.
+// Nothing is written for a vector holding a NaN, and false returned.
 template <class D>
-HWY_INLINE void pseudoColour(D d, const float* pV, float* pR, float* pG, float* pB)
+HWY_INLINE bool pseudoColour(D d, const float* pV, float* pR, float* pG, float* pB)
 {
     const auto at = [d](float f) { return hn::Set(d, f); };
     const auto k0 = hn::Zero(d), k1 = at(1.0f);
-    const auto t = hn::Mul(at(7.0f), hn::LoadU(d, pV));
+    const auto v = hn::LoadU(d, pV);
+    if (!hn::AllTrue(d, hn::Eq(v, v)))
+        return false;
+    const auto t = hn::Mul(at(7.0f), v);
     auto r = k1, g = hn::Sub(t, at(6.0f)), b = k1; // t > 6: (1, t - 6, 1)
     auto m = hn::Le(t, at(6.0f));                  // (1, 0, t - 5)
     g = hn::IfThenElse(m, k0, g);
@@ -119,18 +123,21 @@ HWY_INLINE void pseudoColour(D d, const float* pV, float* pR, float* pG, float* 
     hn::StoreU(hn::Mul(at(255.0f), r), d, pR);
     hn::StoreU(hn::Mul(at(255.0f), g), d, pG);
     hn::StoreU(hn::Mul(at(255.0f), b), d, pB);
+    return true;
 }
 
-void PseudoColourRow(const float* HWY_RESTRICT pV, std::size_t n, float* HWY_RESTRICT pR,
-                     float* HWY_RESTRICT pG, float* HWY_RESTRICT pB)
+std::size_t PseudoColourRow(const float* pV, std::size_t n, float* pR, float* pG, float* pB)
 {
     const hn::ScalableTag<float> d;
     const std::size_t N = hn::Lanes(d);
     std::size_t x = 0;
     for (; x + N <= n; x += N)
-        pseudoColour(d, pV + x, pR + x, pG + x, pB + x);
+        if (!pseudoColour(d, pV + x, pR + x, pG + x, pB + x))
+            return x;
     for (; x < n; ++x)
-        pseudoColour(hn::CappedTag<float, 1>(), pV + x, pR + x, pG + x, pB + x);
+        if (!pseudoColour(hn::CappedTag<float, 1>(), pV + x, pR + x, pG + x, pB + x))
+            return x;
+    return n;
 }
 
 // 8-bit pixels in 16-bit whole numbers. With y, u and v whole (offsets taken),
@@ -272,9 +279,9 @@ void rgbToHsiRow(const double* pR, const double* pG, const double* pB, std::size
 }
 HWY_EXPORT(PseudoColourRow);
 
-void pseudoColourRow(const float* pV, std::size_t n, float* pR, float* pG, float* pB)
+std::size_t pseudoColourRow(const float* pV, std::size_t n, float* pR, float* pG, float* pB)
 {
-    HWY_DYNAMIC_DISPATCH(PseudoColourRow)(pV, n, pR, pG, pB);
+    return HWY_DYNAMIC_DISPATCH(PseudoColourRow)(pV, n, pR, pG, pB);
 }
 
 void yuvToRgbRow(const unsigned char* pY, const unsigned char* pU, const unsigned char* pV,
