@@ -257,7 +257,7 @@ template <class T> void CColormap<T>::exec()
                         [&](int y0, int y1) {
                             std::vector<float> rowValues, rowColours;
                             for (int y = y0; y < y1 && bEveryRow; ++y)
-                                if (!pseudoColourRow(y, rowValues, rowColours))
+                                if (pseudoColourRow(y, rowValues, rowColours) < w)
                                     bEveryRow = false;
                         });
         if (!bEveryRow)
@@ -270,27 +270,21 @@ template <class T> void CColormap<T>::exec()
 }
 
 template <class T>
-bool CColormap<T>::pseudoColourRow(int y, std::vector<float>& rowValues,
+int CColormap<T>::pseudoColourRow(int y, std::vector<float>& rowValues,
                                    std::vector<float>& rowColours) const
 {
     const int w = pInput->width();
     const T* pV = pInput->getChannelPtr(0)->getRowPtr(y);
-    rowValues.resize(std::size_t(w));
-    bool bNaN = false;
-    for (int x = 0; x < w; ++x) {
-        rowValues[x] = float(pV[x]);
-        bNaN |= rowValues[x] != rowValues[x]; // no branch: the loop vectorises
-    }
-    if (bNaN)
-        return false;
-    // The input row is in rowValues by now: the output may be the input.
     CImage<T>& out = *pOutput;
     if constexpr (std::is_same<T, float>::value) {
-        tirn::simd::pseudoColourRow(rowValues.data(), std::size_t(w),
-                                    out.getChannelPtr(0)->getRowPtr(y),
-                                    out.getChannelPtr(1)->getRowPtr(y),
-                                    out.getChannelPtr(2)->getRowPtr(y));
+        // In place the value row is also the red one.
+        return int(tirn::simd::pseudoColourRow(pV, std::size_t(w),
+                                               out.getChannelPtr(0)->getRowPtr(y),
+                                               out.getChannelPtr(1)->getRowPtr(y),
+                                               out.getChannelPtr(2)->getRowPtr(y)));
     } else {
+        // Whole numbers: never a NaN.
+        rowValues.assign(pV, pV + w);
         rowColours.resize(3 * std::size_t(w));
         float* pColours = rowColours.data();
         tirn::simd::pseudoColourRow(rowValues.data(), std::size_t(w), pColours, pColours + w,
@@ -301,8 +295,8 @@ bool CColormap<T>::pseudoColourRow(int y, std::vector<float>& rowValues,
             for (int x = 0; x < w; ++x)
                 pOut[x] = tirn::toPixel<T>(pFrom[x]);
         }
+        return w;
     }
-    return true;
 }
 
 template <class T> void CColormap<T>::execReference()
@@ -343,17 +337,23 @@ template <class T> void CColormap<T>::execFast()
     // Rows written whole count for every column, folded in at the end.
     int iFirstWholeRow = -1, iLastWholeRow = -1;
     bool bAnyUnwritten = false;
-    // The pseudo colour scale a row at a time on SIMD; a row with a NaN
-    // (which the scale writes nothing for) goes pixel by pixel below.
+    // The pseudo colour scale a row at a time on SIMD; from a NaN on (which
+    // the scale writes nothing for) the row goes pixel by pixel below.
     std::vector<float> rowValues, rowColours;
 
     withScheme(eType, [&](auto map) {
         for (int y = 0; y < h; ++y) {
-            if (eType == COLORMAP_PSEUDO && pseudoColourRow(y, rowValues, rowColours)) {
+            const int iDone = eType == COLORMAP_PSEUDO ? pseudoColourRow(y, rowValues, rowColours) : 0;
+            if (iDone == w) {
                 if (iFirstWholeRow < 0)
                     iFirstWholeRow = y;
                 iLastWholeRow = y;
                 continue;
+            }
+            for (int x = 0; x < iDone; ++x) {
+                if (firstWritten[x] < 0)
+                    firstWritten[x] = y;
+                lastWritten[x] = y;
             }
             // In place the input rows are the output rows: each pixel is read
             // before it is written, as in the column walk.
@@ -366,7 +366,7 @@ template <class T> void CColormap<T>::execFast()
             const T* pAboveR = y > 0 ? out.getChannelPtr(0)->getRowPtr(y - 1) : nullptr;
             const T* pAboveG = y > 0 ? out.getChannelPtr(1)->getRowPtr(y - 1) : nullptr;
             const T* pAboveB = y > 0 ? out.getChannelPtr(2)->getRowPtr(y - 1) : nullptr;
-            for (int x = 0; x < w; ++x) {
+            for (int x = iDone; x < w; ++x) {
                 float r, g, b;
                 if (map(float(pV[x]), float(pW[x]), float(pU[x]), r, g, b)) {
                     storeColour(pR, pG, pB, x, r, g, b);

@@ -53,10 +53,11 @@ private:
     void checkChannels() const;
     void execReference();
     void execFast();
-    // Row y of the pseudo colour scale, false (nothing written) where the
-    // row holds a NaN. The buffers are the caller's scratch.
-    bool pseudoColourRow(int y, std::vector<float>& rowValues,
-                         std::vector<float>& rowColours) const;
+    // Row y of the pseudo colour scale from its left end up to a NaN, which
+    // the scale writes nothing for: returns the pixels done. The buffers are
+    // the caller's scratch.
+    int pseudoColourRow(int y, std::vector<float>& rowValues,
+                        std::vector<float>& rowColours) const;
 
     TColormapType eType;
     CImage<T>* pInput = nullptr;

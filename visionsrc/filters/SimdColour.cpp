@@ -4,6 +4,7 @@
 #include <hwy/highway.h>
 
 #include <cmath>
+#include <cstdint>
 #include <type_traits>
 
 #include "filters/SimdColour.h"
@@ -90,12 +91,16 @@ void yuvRow(const T* pY, const T* pU, const T* pV, std::size_t n, bool bOffset, 
 
 // The scale's cases from the last to the first, each overriding where its
 // bound holds, leave each lane with the first case whose bound it meets.
+// Nothing is written for a vector holding a NaN, and false returned.
 template <class D>
-HWY_INLINE void pseudoColour(D d, const float* pV, float* pR, float* pG, float* pB)
+HWY_INLINE bool pseudoColour(D d, const float* pV, float* pR, float* pG, float* pB)
 {
     const auto at = [d](float f) { return hn::Set(d, f); };
     const auto k0 = hn::Zero(d), k1 = at(1.0f);
-    const auto t = hn::Mul(at(7.0f), hn::LoadU(d, pV));
+    const auto v = hn::LoadU(d, pV);
+    if (!hn::AllTrue(d, hn::Eq(v, v)))
+        return false;
+    const auto t = hn::Mul(at(7.0f), v);
     auto r = k1, g = hn::Sub(t, at(6.0f)), b = k1; // t > 6: (1, t - 6, 1)
     auto m = hn::Le(t, at(6.0f));                  // (1, 0, t - 5)
     g = hn::IfThenElse(m, k0, g);
@@ -118,82 +123,82 @@ HWY_INLINE void pseudoColour(D d, const float* pV, float* pR, float* pG, float* 
     hn::StoreU(hn::Mul(at(255.0f), r), d, pR);
     hn::StoreU(hn::Mul(at(255.0f), g), d, pG);
     hn::StoreU(hn::Mul(at(255.0f), b), d, pB);
+    return true;
 }
 
-void PseudoColourRow(const float* HWY_RESTRICT pV, std::size_t n, float* HWY_RESTRICT pR,
-                     float* HWY_RESTRICT pG, float* HWY_RESTRICT pB)
+std::size_t PseudoColourRow(const float* pV, std::size_t n, float* pR, float* pG, float* pB)
 {
     const hn::ScalableTag<float> d;
     const std::size_t N = hn::Lanes(d);
     std::size_t x = 0;
     for (; x + N <= n; x += N)
-        pseudoColour(d, pV + x, pR + x, pG + x, pB + x);
+        if (!pseudoColour(d, pV + x, pR + x, pG + x, pB + x))
+            return x;
     for (; x < n; ++x)
-        pseudoColour(hn::CappedTag<float, 1>(), pV + x, pR + x, pG + x, pB + x);
+        if (!pseudoColour(hn::CappedTag<float, 1>(), pV + x, pR + x, pG + x, pB + x))
+            return x;
+    return n;
 }
 
-// floor(N / D), clamped to 0...255, of whole numbers with |N| below 2^24,
-// |N / D| below 1024, and whether it is exact. N times the rounded
-// reciprocal is off by less than 2^-12, so its floor is the true one or,
-// where N / D is a whole number approached from below, one less: the
-// remainder, exact in single precision like every step here, shows which.
-template <class DF>
-HWY_INLINE hn::Vec<DF> floorQuotient(DF df, hn::Vec<DF> vN, float fD, hn::Mask<DF>* pExact)
-{
-    auto vq = hn::Floor(hn::Mul(vN, hn::Set(df, 1.0f / fD)));
-    const auto vRest = hn::Sub(vN, hn::Mul(vq, hn::Set(df, fD)));
-    const auto mShort = hn::Ge(vRest, hn::Set(df, fD));
-    vq = hn::IfThenElse(mShort, hn::Add(vq, hn::Set(df, 1.0f)), vq);
-    if (pExact)
-        *pExact = hn::Or(mShort, hn::Eq(vRest, hn::Zero(df)));
-    return hn::Min(hn::Max(vq, hn::Zero(df)), hn::Set(df, 255.0f));
-}
-
-// 8-bit pixels in integers: with y, u and v whole, the double formulas'
-// exact values are N / 1000 and N / 10000 for the integers
-//   N_R = 1000 y + 1402 v, N_G = 10000 y - 7141 v - 3441 u, N_B = 1000 y + 1772 u,
+// 8-bit pixels in 16-bit whole numbers. With y, u and v whole (offsets taken),
+// the double formulas' exact values are
+//   R = y + v + 0.402 v,  B = y + 2 u - 0.228 u,  G = y + S / 10000,
+//   S = -(7141 v + 3441 u),
 // and the doubles' few rounding errors cannot carry them across an integer
-// unless the exact value is one. For R and B that happens only where the
-// product is exact in double too (v = 0; u = 0 or 250); for G at other u, v
-// the double may fall just short of the integer, so a vector with such a
-// pixel goes the double way. Proven for all 2^24 inputs by the tests.
+// unless the exact value is one. So each channel is y plus the floor of a
+// term of u and v, and the saturating narrowing clamps it to 0...255.
+//  - R and B: the multiply-high constants are close enough that, for every
+//    v and u from -128 to 255, the floor never moves (0.402 v lies a multiple
+//    of 1/500 from an integer, 0.228 u one of 1/250, and where it is an
+//    integer, the doubles are exact too).
+//  - G: S / 10000 needs 21 bits, more than a multiply-high has. An estimate
+//    g1 within 3 of the floor leaves S - 10000 g1 - 10000 in -30000...29999,
+//    which 16 bits hold even though S wraps; its thresholds give the floor
+//    and the remainder. Where the remainder is 0 and u or v is not, the
+//    double may fall just short of the integer: that vector goes the double
+//    way. All 2^24 inputs are checked by the tests.
 void YuvRowU8(const unsigned char* pY, const unsigned char* pU, const unsigned char* pV,
               std::size_t n, bool bOffset, unsigned char* pR, unsigned char* pG,
               unsigned char* pB)
 {
-    const hn::ScalableTag<float> df;
-    const hn::RebindToSigned<decltype(df)> di;
-    const hn::Rebind<unsigned char, decltype(di)> d8;
-    const std::size_t N = hn::Lanes(df);
-    const auto vLuma = hn::Set(df, bOffset ? 16.0f : 0.0f);
-    const auto vChroma = hn::Set(df, bOffset ? 128.0f : 0.0f);
-    const auto at = [df](float f) { return hn::Set(df, f); };
-    auto load = [&](const unsigned char* p, hn::Vec<decltype(df)> vOffset) {
-        return hn::Sub(hn::ConvertTo(df, hn::PromoteTo(di, hn::LoadU(d8, p))), vOffset);
+    const hn::ScalableTag<std::int16_t> d;
+    const hn::Rebind<unsigned char, decltype(d)> d8;
+    const std::size_t N = hn::Lanes(d);
+    const auto at = [d](int i) { return hn::Set(d, std::int16_t(i)); };
+    const auto vLuma = at(bOffset ? 16 : 0), vChroma = at(bOffset ? 128 : 0);
+    const auto load = [&](const unsigned char* p, hn::Vec<decltype(d)> vOffset) {
+        return hn::Sub(hn::PromoteTo(d, hn::LoadU(d8, p)), vOffset);
     };
-    auto store = [&](hn::Vec<decltype(df)> v, unsigned char* p) {
-        hn::StoreU(hn::DemoteTo(d8, hn::ConvertTo(di, v)), d8, p);
-    };
+    // The double way is a call, which would clobber the constants' registers:
+    // it stays out of the inner loop.
     std::size_t x = 0;
-    for (; x + N <= n; x += N) {
-        // Every product and sum below is a whole number under 2^24: exact.
-        const auto y = load(pY + x, vLuma), u = load(pU + x, vChroma), v = load(pV + x, vChroma);
-        const auto vNr = hn::Add(hn::Mul(y, at(1000.0f)), hn::Mul(v, at(1402.0f)));
-        const auto vNg = hn::Sub(hn::Sub(hn::Mul(y, at(10000.0f)), hn::Mul(v, at(7141.0f))),
-                                 hn::Mul(u, at(3441.0f)));
-        const auto vNb = hn::Add(hn::Mul(y, at(1000.0f)), hn::Mul(u, at(1772.0f)));
-        hn::Mask<decltype(df)> mExactG;
-        const auto r = floorQuotient(df, vNr, 1000.0f, nullptr);
-        const auto g = floorQuotient(df, vNg, 10000.0f, &mExactG);
-        const auto b = floorQuotient(df, vNb, 1000.0f, nullptr);
-        const auto mChroma = hn::Or(hn::Ne(u, hn::Zero(df)), hn::Ne(v, hn::Zero(df)));
-        if (!hn::AllFalse(df, hn::And(mExactG, mChroma))) {
-            yuvRow(pY + x, pU + x, pV + x, N, bOffset, pR + x, pG + x, pB + x);
-            continue;
+    while (x + N <= n) {
+        for (; x + N <= n; x += N) {
+            const auto y = load(pY + x, vLuma), u = load(pU + x, vChroma),
+                       v = load(pV + x, vChroma);
+            const auto r = hn::Add(hn::Add(y, v), hn::MulHigh(v, at(26345)));
+            const auto b = hn::Add(hn::Add(y, hn::Add(u, u)), hn::MulHigh(u, at(-14942)));
+            const auto g1 =
+                hn::Add(hn::Sub(hn::MulHigh(v, at(18737)), v), hn::MulHigh(u, at(-22551)));
+            const auto s = hn::Add(hn::Mul(v, at(-7141)), hn::Mul(u, at(-3441)));
+            const auto rest = hn::Sub(hn::Sub(s, hn::Mul(g1, at(10000))), at(10000));
+            auto minusK = hn::Zero(d); // minus the number of thresholds reached
+            for (int t = -20000; t <= 20000; t += 10000)
+                minusK = hn::Add(minusK, hn::VecFromMask(d, hn::Gt(rest, at(t - 1))));
+            const auto g = hn::Add(y, hn::Sub(hn::Sub(g1, minusK), at(2)));
+            const auto remainder =
+                hn::Add(hn::Add(rest, at(30000)), hn::Mul(minusK, at(10000)));
+            const auto mChroma = hn::Ne(hn::Or(u, v), hn::Zero(d));
+            if (!hn::AllFalse(d, hn::And(hn::Eq(remainder, hn::Zero(d)), mChroma)))
+                break;
+            hn::StoreU(hn::DemoteTo(d8, r), d8, pR + x);
+            hn::StoreU(hn::DemoteTo(d8, g), d8, pG + x);
+            hn::StoreU(hn::DemoteTo(d8, b), d8, pB + x);
         }
-        store(r, pR + x);
-        store(g, pG + x);
-        store(b, pB + x);
+        if (x + N <= n) {
+            yuvRow(pY + x, pU + x, pV + x, N, bOffset, pR + x, pG + x, pB + x);
+            x += N;
+        }
     }
     yuvRow(pY + x, pU + x, pV + x, n - x, bOffset, pR + x, pG + x, pB + x);
 }
@@ -274,9 +279,9 @@ void rgbToHsiRow(const double* pR, const double* pG, const double* pB, std::size
 }
 HWY_EXPORT(PseudoColourRow);
 
-void pseudoColourRow(const float* pV, std::size_t n, float* pR, float* pG, float* pB)
+std::size_t pseudoColourRow(const float* pV, std::size_t n, float* pR, float* pG, float* pB)
 {
-    HWY_DYNAMIC_DISPATCH(PseudoColourRow)(pV, n, pR, pG, pB);
+    return HWY_DYNAMIC_DISPATCH(PseudoColourRow)(pV, n, pR, pG, pB);
 }
 
 void yuvToRgbRow(const unsigned char* pY, const unsigned char* pU, const unsigned char* pV,

@@ -23,9 +23,11 @@ void yuvToRgbRow(const float* pY, const float* pU, const float* pV, std::size_t 
                  bool bOffset, float* pR, float* pG, float* pB);
 
 // The pseudo colour scale of n values, each component times 255.0f, all in
-// single precision as the colour map computes and stores them. No value may
-// be NaN (the scale writes nothing for one).
-void pseudoColourRow(const float* pV, std::size_t n, float* pR, float* pG, float* pB);
+// single precision as the colour map computes and stores them. The scale
+// writes nothing for a NaN: the row stops before the first vector holding
+// one, and the number of values done is returned. pR may be pV: each vector
+// of values is read before its colours are written.
+std::size_t pseudoColourRow(const float* pV, std::size_t n, float* pR, float* pG, float* pB);
 
 // RGB to HSI of n pixels in double as CHsiRgbFilter defines it:
 // i = (r + g + b) * 0.3333333333, s = i <= 0 ? 0 : 1 - min(r, g, b) / i, and
