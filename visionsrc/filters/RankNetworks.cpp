@@ -20,20 +20,26 @@ template <class V> HWY_INLINE V middleOfThree(V a, V b, V c)
     return hn::Max(hn::Min(a, b), hn::Min(hn::Max(a, b), c));
 }
 
+template <int nWires, int K> constexpr RankNetwork kRankNetwork = rankNetwork(nWires, K);
+
+// Step I of a network, its wires and sides known at compile time: forced
+// inline, or a large network's steps become calls that branch on them.
+template <int nWires, int K, std::size_t I, class V> HWY_INLINE void rankStep(V* v)
+{
+    constexpr RankStep s = kRankNetwork<nWires, K>.steps[I];
+    const V a = v[s.a], b = v[s.b];
+    if constexpr (s.bLow)
+        v[s.a] = hn::Min(a, b);
+    if constexpr (s.bHigh)
+        v[s.b] = hn::Max(a, b);
+}
+
 // The network of rank K of nWires vectors, unrolled, so that they stay in
 // registers where there are enough.
 template <int nWires, int K, class V, std::size_t... I>
 HWY_INLINE V runNetwork(V* v, std::index_sequence<I...>)
 {
-    constexpr RankNetwork network = rankNetwork(nWires, K);
-    const auto step = [v](const RankStep& s) {
-        const V a = v[s.a], b = v[s.b];
-        if (s.bLow)
-            v[s.a] = hn::Min(a, b);
-        if (s.bHigh)
-            v[s.b] = hn::Max(a, b);
-    };
-    (step(network.steps[I]), ...);
+    (rankStep<nWires, K, I>(v), ...);
     return v[K];
 }
 
@@ -67,7 +73,7 @@ HWY_INLINE hn::Vec<D> rankOfWindows(D d, const T* pAbove, const T* pRow, const T
             v[6 + i] = hn::LoadU(d, pBelow + x - 1 + i);
         }
         return runNetwork<9, K>(
-            v, std::make_index_sequence<std::size_t(rankNetwork(9, K).nSteps)>());
+            v, std::make_index_sequence<std::size_t(kRankNetwork<9, K>.nSteps)>());
     }
 }
 
@@ -119,10 +125,10 @@ template <class D> HWY_INLINE hn::Mask<D> orderSensitive(D d, hn::Vec<D> v)
                   hn::RebindMask(d, hn::Eq(hn::BitCast(du, v), hn::Set(du, 0x80000000u))));
 }
 
-// bCheck false: the caller knows that no window holds a NaN or -0, and no
-// flag is written.
-template <int h, bool bCheck, class D>
-HWY_INLINE void medianOfWindows(D d, const float* pData, int iWidth, int y, int x, float* pOut,
+// bCheck (float only) false: the caller knows that no window holds a NaN or
+// -0, and no flag is written.
+template <int h, bool bCheck, class D, class T>
+HWY_INLINE void medianOfWindows(D d, const T* pData, int iWidth, int y, int x, T* pOut,
                                 unsigned char* pFlag)
 {
     constexpr int iSide = 2 * h + 1, n = iSide * iSide;
@@ -130,7 +136,7 @@ HWY_INLINE void medianOfWindows(D d, const float* pData, int iWidth, int y, int 
     V v[n];
     auto mSensitive = hn::FirstN(d, 0);
     for (int j = 0; j < iSide; ++j) {
-        const float* pRow = pData + std::size_t(y - h + j) * iWidth + x - h;
+        const T* pRow = pData + std::size_t(y - h + j) * iWidth + x - h;
         for (int i = 0; i < iSide; ++i) {
             v[j * iSide + i] = hn::LoadU(d, pRow + i);
             if constexpr (bCheck)
@@ -145,18 +151,18 @@ HWY_INLINE void medianOfWindows(D d, const float* pData, int iWidth, int y, int 
     }
     constexpr int k = (n + 1) / 2 - 1;
     hn::StoreU(runNetwork<n, k>(v, std::make_index_sequence<std::size_t(
-                                       rankNetwork(n, k).nSteps)>()),
+                                       kRankNetwork<n, k>.nSteps)>()),
                d, pOut + x);
 }
 
-template <int h, bool bCheck>
-void medianRow(const float* pData, int iWidth, int y, int x0, int x1, float* pOut,
+template <int h, bool bCheck, class T>
+void medianRow(const T* pData, int iWidth, int y, int x0, int x1, T* pOut,
                unsigned char* pFlag)
 {
-    const hn::ScalableTag<float> d;
+    const hn::ScalableTag<T> d;
     const int N = int(hn::Lanes(d));
     if (x1 - x0 < N) {
-        const hn::CappedTag<float, 1> d1;
+        const hn::CappedTag<T, 1> d1;
         for (int x = x0; x < x1; ++x)
             medianOfWindows<h, bCheck>(d1, pData, iWidth, y, x, pOut, pFlag);
         return;
@@ -177,6 +183,20 @@ void MedianFloatRow(const float* pData, int iWidth, int y, int h, int x0, int x1
                       : medianRow<2, true>(pData, iWidth, y, x0, x1, pOut, pFlag);
     return h == 1 ? medianRow<1, false>(pData, iWidth, y, x0, x1, pOut, pFlag)
                   : medianRow<2, false>(pData, iWidth, y, x0, x1, pOut, pFlag);
+}
+
+void MedianRowU8(const unsigned char* pData, int iWidth, int y, int h, int x0, int x1,
+                 unsigned char* pOut)
+{
+    return h == 2 ? medianRow<2, false>(pData, iWidth, y, x0, x1, pOut, nullptr)
+                  : medianRow<3, false>(pData, iWidth, y, x0, x1, pOut, nullptr);
+}
+
+void MedianRowU16(const unsigned short* pData, int iWidth, int y, int h, int x0, int x1,
+                  unsigned short* pOut)
+{
+    return h == 2 ? medianRow<2, false>(pData, iWidth, y, x0, x1, pOut, nullptr)
+                  : medianRow<3, false>(pData, iWidth, y, x0, x1, pOut, nullptr);
 }
 
 void RankRowU8(const unsigned char* pAbove, const unsigned char* pRow,
@@ -201,6 +221,8 @@ namespace tirn {
 HWY_EXPORT(RankRowU8);
 HWY_EXPORT(RankRowU16);
 HWY_EXPORT(MedianFloatRow);
+HWY_EXPORT(MedianRowU8);
+HWY_EXPORT(MedianRowU16);
 
 void rank3x3Row(const unsigned char* pAbove, const unsigned char* pRow,
                 const unsigned char* pBelow, int iWidth, int k, unsigned char* pOut)
@@ -219,6 +241,20 @@ void medianFloatRow(const float* pData, int iWidth, int y, int h, int x0, int x1
 {
     TIRN_ASSERT(h == 1 || h == 2);
     HWY_DYNAMIC_DISPATCH(MedianFloatRow)(pData, iWidth, y, h, x0, x1, pOut, pFlag);
+}
+
+void medianIntegerRow(const unsigned char* pData, int iWidth, int y, int h, int x0, int x1,
+                      unsigned char* pOut)
+{
+    TIRN_ASSERT(h == 2 || h == 3);
+    HWY_DYNAMIC_DISPATCH(MedianRowU8)(pData, iWidth, y, h, x0, x1, pOut);
+}
+
+void medianIntegerRow(const unsigned short* pData, int iWidth, int y, int h, int x0, int x1,
+                      unsigned short* pOut)
+{
+    TIRN_ASSERT(h == 2 || h == 3);
+    HWY_DYNAMIC_DISPATCH(MedianRowU16)(pData, iWidth, y, h, x0, x1, pOut);
 }
 
 } // namespace tirn

@@ -21,20 +21,23 @@ struct RankStep
     bool bLow = false, bHigh = false;
 };
 
+// Batcher's sort of 64 wires has 543 steps.
+constexpr int kMaxRankSteps = 543;
+
 struct RankNetwork
 {
-    RankStep steps[192];
+    RankStep steps[kMaxRankSteps];
     int nSteps = 0;
 };
 
 // The steps that leave the value of rank k (0 = smallest) of nWires values
-// (1 to 32) on wire k: Batcher's odd-even merge sort of 32 wires, those from
-// nWires on taken as +infinity, cut down to what wire k depends on. Built
-// at compile time for the kernels.
+// (1 to 64) on wire k: Batcher's odd-even merge sort of 32 wires (64 from 33
+// wires on), those from nWires on taken as +infinity, cut down to what wire k
+// depends on. Built at compile time for the kernels.
 constexpr RankNetwork rankNetwork(int nWires, int k)
 {
-    constexpr int n = 32;
-    RankStep all[192];
+    const int n = nWires <= 32 ? 32 : 64;
+    RankStep all[kMaxRankSteps];
     int nAll = 0;
     for (int p = 1; p < n; p <<= 1)
         for (int s = p; s >= 1; s >>= 1)
@@ -44,9 +47,9 @@ constexpr RankNetwork rankNetwork(int nWires, int k)
                         all[nAll++] = {std::uint8_t(i + j), std::uint8_t(i + j + s), true, true};
     // Backwards from wire k: a step is kept if the result or a kept later
     // step reads one of its outputs, and then it reads both its inputs.
-    bool abNeeded[n] = {};
+    bool abNeeded[64] = {};
     abNeeded[k] = true;
-    RankStep kept[192];
+    RankStep kept[kMaxRankSteps];
     int nKept = 0;
     for (int i = nAll - 1; i >= 0; --i) {
         const RankStep s = all[i];
@@ -76,6 +79,13 @@ void rank3x3Row(const unsigned short* pAbove, const unsigned short* pRow,
 // window holds either.
 void medianFloatRow(const float* pData, int iWidth, int y, int h, int x0, int x1, float* pOut,
                     unsigned char* pFlag);
+
+// The same for integer pixels and h 2 or 3 (5x5 and 7x7 windows), where
+// every exact selection gives the reference's value.
+void medianIntegerRow(const unsigned char* pData, int iWidth, int y, int h, int x0, int x1,
+                      unsigned char* pOut);
+void medianIntegerRow(const unsigned short* pData, int iWidth, int y, int h, int x0, int x1,
+                      unsigned short* pOut);
 
 } // namespace tirn
 
