@@ -126,10 +126,19 @@ void CMedianFilter<T>::filterRows(const CImage<T>& src, CImage<T>& tgt, int h, i
             const std::size_t uEnd = std::size_t(std::min(y1 + h, H)) * W;
             const bool bCheck = anyNaNOrNegativeZero(pIn + uFirst, uEnd - uFirst);
             std::vector<unsigned char> vFlags(bCheck ? std::size_t(W) : 0);
+            // A window cut by the border and without a NaN or -0 goes through
+            // the network too, filled up.
+            auto border = [&](int x, int y) {
+                float* pWindow = vfBuffer.data();
+                const int n = tirn::gatherWindow(pIn, W, H, x, y, h, pWindow);
+                if (bCheck && anyNaNOrNegativeZero(pWindow, std::size_t(n)))
+                    return median(pWindow, n);
+                return tirn::paddedMedian(pWindow, n, h);
+            };
             for (int y = y0; y < y1; ++y) {
                 T* pRow = pOut + std::size_t(y) * W;
                 tirn::splitRow(
-                    y, W, H, h, h, [&](int x) { pRow[x] = collected(x, y); },
+                    y, W, H, h, h, [&](int x) { pRow[x] = border(x, y); },
                     [&](int xa, int xb) {
                         tirn::medianFloatRow(pIn, W, y, h, xa, xb, pRow,
                                              bCheck ? vFlags.data() : nullptr);

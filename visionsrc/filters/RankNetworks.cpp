@@ -4,6 +4,7 @@
 #include <hwy/highway.h>
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
 #include "filters/RankNetworks.h"
@@ -185,6 +186,29 @@ void MedianFloatRow(const float* pData, int iWidth, int y, int h, int x0, int x1
                   : medianRow<2, false>(pData, iWidth, y, x0, x1, pOut, pFlag);
 }
 
+// The median of n values (1 to (2h+1)^2) of a window cut by the border is
+// the network's median once the window is filled up with -infinity and
+// +infinity, as many below as it needs to rank the same value in the middle.
+// Equal infinities in the window rank the same either way.
+template <int h> float paddedMedian(const float* p, int n)
+{
+    constexpr int iFull = (2 * h + 1) * (2 * h + 1), k = (iFull - 1) / 2;
+    const hn::CappedTag<float, 1> d;
+    const int iEndLow = n + k - ((n + 1) / 2 - 1);
+    hn::Vec<decltype(d)> v[iFull];
+    for (int i = 0; i < iFull; ++i)
+        v[i] = hn::Set(d, i < n          ? p[i]
+                          : i < iEndLow ? -std::numeric_limits<float>::infinity()
+                                        : std::numeric_limits<float>::infinity());
+    return hn::GetLane(
+        runNetwork<iFull, k>(v, std::make_index_sequence<std::size_t(kRankNetwork<iFull, k>.nSteps)>()));
+}
+
+float PaddedMedian(const float* p, int n, int h)
+{
+    return h == 1 ? paddedMedian<1>(p, n) : paddedMedian<2>(p, n);
+}
+
 void MedianRowU8(const unsigned char* pData, int iWidth, int y, int h, int x0, int x1,
                  unsigned char* pOut)
 {
@@ -222,6 +246,7 @@ HWY_EXPORT(RankRowU8);
 HWY_EXPORT(RankRowU16);
 HWY_EXPORT(MedianFloatRow);
 HWY_EXPORT(MedianRowU8);
+HWY_EXPORT(PaddedMedian);
 HWY_EXPORT(MedianRowU16);
 
 void rank3x3Row(const unsigned char* pAbove, const unsigned char* pRow,
@@ -241,6 +266,12 @@ void medianFloatRow(const float* pData, int iWidth, int y, int h, int x0, int x1
 {
     TIRN_ASSERT(h == 1 || h == 2);
     HWY_DYNAMIC_DISPATCH(MedianFloatRow)(pData, iWidth, y, h, x0, x1, pOut, pFlag);
+}
+
+float paddedMedian(const float* p, int n, int h)
+{
+    TIRN_ASSERT((h == 1 || h == 2) && n >= 1 && n <= (2 * h + 1) * (2 * h + 1));
+    return HWY_DYNAMIC_DISPATCH(PaddedMedian)(p, n, h);
 }
 
 void medianIntegerRow(const unsigned char* pData, int iWidth, int y, int h, int x0, int x1,

@@ -80,8 +80,12 @@ void rank3x3Row(const unsigned short* pAbove, const unsigned short* pRow,
 void medianFloatRow(const float* pData, int iWidth, int y, int h, int x0, int x1, float* pOut,
                     unsigned char* pFlag);
 
-// The same for integer pixels and h 2 or 3 (5x5 and 7x7 windows), where
-// every exact selection gives the reference's value.
+// The median (the value of rank (n + 1) / 2 - 1) of n floats, 1 <= n <=
+// (2h+1)^2, h 1 or 2, none of them a NaN or -0: a window cut by the border.
+float paddedMedian(const float* p, int n, int h);
+
+// medianFloatRow for integer pixels and h 2 or 3 (5x5 and 7x7 windows),
+// where every exact selection gives the reference's value.
 void medianIntegerRow(const unsigned char* pData, int iWidth, int y, int h, int x0, int x1,
                       unsigned char* pOut);
 void medianIntegerRow(const unsigned short* pData, int iWidth, int y, int h, int x0, int x1,
