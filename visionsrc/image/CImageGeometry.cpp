@@ -198,6 +198,8 @@ template <class Type> CImage<Type> CImage<Type>::scale(float fZoom, TScaleMethod
         }
         if (!bInside)
             interpolate(-1.0f, -1.0f, 0); // refuses, as the first position out of range would
+        std::vector<int> viPairRuns(iNewWidth);
+        tirn::simd::pairRuns(viX0.data(), viX1.data(), std::size_t(iNewWidth), viPairRuns.data());
         tirn::runKernel(
             tirn::Visit::AnyOrder, iNewHeight, (long long)iNewWidth * iNewHeight * iChannels,
             reference, [&](int yBegin, int yEnd) {
@@ -212,7 +214,8 @@ template <class Type> CImage<Type> CImage<Type>::scale(float fZoom, TScaleMethod
                         Type* pOut = result.ppChannels[ch]->getRowPtr(y);
                         if constexpr (!tirn::isIntegerPixel<Type>()) {
                             tirn::simd::bilinearRow(pOut, pRow0, pRow1, viX0.data(),
-                                                    viX1.data(), vfDx.data(), dy,
+                                                    viX1.data(), viPairRuns.data(),
+                                                    vfDx.data(), dy,
                                                     std::size_t(iNewWidth));
                             continue;
                         }

@@ -19,8 +19,8 @@ namespace hn = hwy::HWY_NAMESPACE;
 // deinterleave provide.
 void BilinearRow(float* HWY_RESTRICT out, const float* HWY_RESTRICT row0,
                  const float* HWY_RESTRICT row1, const int* HWY_RESTRICT pIx0,
-                 const int* HWY_RESTRICT pIx1, const float* HWY_RESTRICT pDx, float dy,
-                 std::size_t n)
+                 const int* HWY_RESTRICT pIx1, const int* HWY_RESTRICT pPairRuns,
+                 const float* HWY_RESTRICT pDx, float dy, std::size_t n)
 {
     const hn::ScalableTag<float> d;
     const hn::RebindToSigned<decltype(d)> di;
@@ -28,21 +28,16 @@ void BilinearRow(float* HWY_RESTRICT out, const float* HWY_RESTRICT row0,
     const auto vOne = hn::Set(d, 1.0f);
     const auto vDy = hn::Set(d, dy);
     const auto vOneMinusDy = hn::Sub(vOne, vDy);
-    const auto vPairSteps = hn::Mul(hn::Iota(di, 0), hn::Set(di, 2));
     std::size_t x = 0;
     for (; x + N <= n; x += N) {
-        const auto vi0 = hn::LoadU(di, pIx0 + x);
-        const auto vi1 = hn::LoadU(di, pIx1 + x);
         const auto vDx = hn::LoadU(d, pDx + x);
         const auto vOneMinusDx = hn::Sub(vOne, vDx);
         decltype(hn::Zero(d)) v00, v01, v11, v10;
 #if HWY_TARGET == HWY_SCALAR
         constexpr bool bPairs = false; // one lane: nothing to deinterleave
-        (void)vPairSteps;
+        (void)pPairRuns;
 #else
-        const bool bPairs =
-            hn::AllTrue(di, hn::And(hn::Eq(vi0, hn::Add(hn::Set(di, pIx0[x]), vPairSteps)),
-                                    hn::Eq(vi1, hn::Add(vi0, hn::Set(di, 1)))));
+        const bool bPairs = std::size_t(pPairRuns[x]) >= N;
 #endif
         if (bPairs) {
 #if HWY_TARGET != HWY_SCALAR
@@ -56,6 +51,8 @@ void BilinearRow(float* HWY_RESTRICT out, const float* HWY_RESTRICT row0,
             v11 = hn::ConcatOdd(d, b1, a1);
 #endif
         } else {
+            const auto vi0 = hn::LoadU(di, pIx0 + x);
+            const auto vi1 = hn::LoadU(di, pIx1 + x);
             v00 = hn::GatherIndex(d, row0, vi0);
             v01 = hn::GatherIndex(d, row0, vi1);
             v11 = hn::GatherIndex(d, row1, vi1);
@@ -171,9 +168,21 @@ void rotateRow(float* out, const float* plane, int W, int H, double cx, double c
 }
 
 void bilinearRow(float* out, const float* row0, const float* row1, const int* pIx0,
-                 const int* pIx1, const float* pDx, float dy, std::size_t n)
+                 const int* pIx1, const int* pPairRuns, const float* pDx, float dy,
+                 std::size_t n)
 {
-    HWY_DYNAMIC_DISPATCH(BilinearRow)(out, row0, row1, pIx0, pIx1, pDx, dy, n);
+    HWY_DYNAMIC_DISPATCH(BilinearRow)(out, row0, row1, pIx0, pIx1, pPairRuns, pDx, dy, n);
+}
+
+void pairRuns(const int* pIx0, const int* pIx1, std::size_t n, int* pRuns)
+{
+    int iRun = 0;
+    for (std::size_t x = n; x-- > 0;) {
+        const bool bPair = pIx1[x] == pIx0[x] + 1;
+        const bool bJoined = x + 1 < n && pIx0[x + 1] == pIx0[x] + 2;
+        iRun = bPair ? (bJoined ? iRun + 1 : 1) : 0;
+        pRuns[x] = iRun;
+    }
 }
 
 } // namespace tirn::simd

@@ -13,9 +13,15 @@ namespace tirn::simd {
 //   out[x] = (1 - dx) * (1 - dy) * row0[ix0] + (1 - dy) * dx * row0[ix1]
 //            + dx * dy * row1[ix1] + dy * (1 - dx) * row1[ix0]
 // with dx = pDx[x], ix0 = pIx0[x], ix1 = pIx1[x], evaluated left to right in
-// single precision. Every index must lie inside both rows.
+// single precision. Every index must lie inside both rows. pPairRuns is
+// pairRuns() of the indices, the same for every row.
 void bilinearRow(float* out, const float* row0, const float* row1, const int* pIx0,
-                 const int* pIx1, const float* pDx, float dy, std::size_t n);
+                 const int* pIx1, const int* pPairRuns, const float* pDx, float dy,
+                 std::size_t n);
+
+// pRuns[x] = how many columns from x on are neighbour pairs (ix1 = ix0 + 1),
+// each pair two past the one before: the layout two plain loads provide.
+void pairRuns(const int* pIx0, const int* pIx1, std::size_t n, int* pRuns);
 
 // One row of n pixels of a rotation of a W x H plane about (cx, cy) with
 // cosine c and sine s: the source position of pixel x is
