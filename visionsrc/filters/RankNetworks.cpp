@@ -23,8 +23,41 @@ template <class V> HWY_INLINE V middleOfThree(V a, V b, V c)
 
 template <int nWires, int K> constexpr RankNetwork kRankNetwork = rankNetwork(nWires, K);
 
-// Step I of a network, its wires and sides known at compile time: forced
-// inline, or a large network's steps become calls that branch on them.
+// The network of rank K of nWires vectors, unrolled, so that they stay in
+// registers where there are enough.
+template <int nWires, int K, class V, std::size_t... I>
+HWY_INLINE V runNetwork(V* v, std::index_sequence<I...>)
+{
+    constexpr const RankNetwork& network = kRankNetwork<nWires, K>;
+    const auto step = [v](const RankStep& s) {
+        const V a = v[s.a], b = v[s.b];
+        if (s.bLow)
+            v[s.a] = hn::Min(a, b);
+        if (s.bHigh)
+            v[s.b] = hn::Max(a, b);
+    };
+    (step(network.steps[I]), ...);
+    return v[K];
+}
+
+// The same as a loop over the steps: slower, but quick to compile, for the
+// long networks where speed does not matter (single pixels) or the build
+// would take too long (see rankOf). Both sides of every step are written;
+// one that nothing reads does no harm.
+template <int nWires, int K, class V> HWY_INLINE V loopNetwork(V* v)
+{
+    constexpr const RankNetwork& network = kRankNetwork<nWires, K>;
+    for (int i = 0; i < network.nSteps; ++i) {
+        const RankStep& s = network.steps[i];
+        const V a = v[s.a], b = v[s.b];
+        v[s.a] = hn::Min(a, b);
+        v[s.b] = hn::Max(a, b);
+    }
+    return v[K];
+}
+
+// Step I of a network with its wires and sides known at compile time, for
+// networks too long for the compiler to inline the whole of runNetwork.
 template <int nWires, int K, std::size_t I, class V> HWY_INLINE void rankStep(V* v)
 {
     constexpr RankStep s = kRankNetwork<nWires, K>.steps[I];
@@ -35,13 +68,31 @@ template <int nWires, int K, std::size_t I, class V> HWY_INLINE void rankStep(V*
         v[s.b] = hn::Max(a, b);
 }
 
-// The network of rank K of nWires vectors, unrolled, so that they stay in
-// registers where there are enough.
 template <int nWires, int K, class V, std::size_t... I>
-HWY_INLINE V runNetwork(V* v, std::index_sequence<I...>)
+HWY_INLINE V runLongNetwork(V* v, std::index_sequence<I...>)
 {
     (rankStep<nWires, K, I>(v), ...);
     return v[K];
+}
+
+// Rank K of nWires vectors of D. The 25 and 49 wires of 5x5 and 7x7 windows
+// are up to three times as fast with every step inlined, but take the
+// compiler minutes per target and type, and with the sanitizers' checks tens
+// of minutes: those builds, and single pixels, loop over the same steps.
+template <int nWires, int K, class D> HWY_INLINE hn::Vec<D> rankOf(D, hn::Vec<D>* v)
+{
+    constexpr std::size_t nSteps = std::size_t(kRankNetwork<nWires, K>.nSteps);
+    if constexpr (nWires <= 9) {
+        return runNetwork<nWires, K>(v, std::make_index_sequence<nSteps>());
+    } else if constexpr (hn::MaxLanes(D()) == 1) {
+        return loopNetwork<nWires, K>(v);
+    } else {
+#ifdef TIRN_SANITIZED_BUILD
+        return loopNetwork<nWires, K>(v);
+#else
+        return runLongNetwork<nWires, K>(v, std::make_index_sequence<nSteps>());
+#endif
+    }
 }
 
 template <int K, class D, class T>
@@ -151,9 +202,7 @@ HWY_INLINE void medianOfWindows(D d, const T* pData, int iWidth, int y, int x, T
             pFlag[x + int(i)] = aSensitive[i] != 0.0f;
     }
     constexpr int k = (n + 1) / 2 - 1;
-    hn::StoreU(runNetwork<n, k>(v, std::make_index_sequence<std::size_t(
-                                       kRankNetwork<n, k>.nSteps)>()),
-               d, pOut + x);
+    hn::StoreU(rankOf<n, k>(d, v), d, pOut + x);
 }
 
 template <int h, bool bCheck, class T>
@@ -200,8 +249,7 @@ template <int h> float paddedMedian(const float* p, int n)
         v[i] = hn::Set(d, i < n          ? p[i]
                           : i < iEndLow ? -std::numeric_limits<float>::infinity()
                                         : std::numeric_limits<float>::infinity());
-    return hn::GetLane(
-        runNetwork<iFull, k>(v, std::make_index_sequence<std::size_t(kRankNetwork<iFull, k>.nSteps)>()));
+    return hn::GetLane(rankOf<iFull, k>(d, v));
 }
 
 float PaddedMedian(const float* p, int n, int h)
