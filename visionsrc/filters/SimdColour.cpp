@@ -152,11 +152,12 @@ std::size_t PseudoColourRow(const float* pV, std::size_t n, float* pR, float* pG
 //    of 1/500 from an integer, 0.228 u one of 1/250, and where it is an
 //    integer, the doubles are exact too).
 //  - G: S / 10000 needs 21 bits, more than a multiply-high has. An estimate
-//    g1 within 3 of the floor leaves S - 10000 g1 - 10000 in -30000...29999,
-//    which 16 bits hold even though S wraps; its thresholds give the floor
-//    and the remainder. Where the remainder is 0 and u or v is not, the
-//    double may fall just short of the integer: that vector goes the double
-//    way. All 2^24 inputs are checked by the tests.
+//    g1 from two multiply-highs is the floor or one below it (for every u
+//    and v), so S - 10000 g1 lies in 0...19999, which 16 bits hold even
+//    though S wraps: 10000 or more means one more, and the remainder is
+//    what is left. Where the remainder is 0 and u or v is not, the double
+//    may fall just short of the integer: that vector goes the double way.
+//    All 2^24 inputs are checked by the tests.
 void YuvRowU8(const unsigned char* pY, const unsigned char* pU, const unsigned char* pV,
               std::size_t n, bool bOffset, unsigned char* pR, unsigned char* pG,
               unsigned char* pB)
@@ -181,15 +182,12 @@ void YuvRowU8(const unsigned char* pY, const unsigned char* pU, const unsigned c
             const auto g1 =
                 hn::Add(hn::Sub(hn::MulHigh(v, at(18737)), v), hn::MulHigh(u, at(-22551)));
             const auto s = hn::Add(hn::Mul(v, at(-7141)), hn::Mul(u, at(-3441)));
-            const auto rest = hn::Sub(hn::Sub(s, hn::Mul(g1, at(10000))), at(10000));
-            auto minusK = hn::Zero(d); // minus the number of thresholds reached
-            for (int t = -20000; t <= 20000; t += 10000)
-                minusK = hn::Add(minusK, hn::VecFromMask(d, hn::Gt(rest, at(t - 1))));
-            const auto g = hn::Add(y, hn::Sub(hn::Sub(g1, minusK), at(2)));
-            const auto remainder =
-                hn::Add(hn::Add(rest, at(30000)), hn::Mul(minusK, at(10000)));
+            const auto rest = hn::Sub(s, hn::Mul(g1, at(10000)));
+            const auto mOneMore = hn::Gt(rest, at(9999));
+            const auto g = hn::Add(y, hn::Sub(g1, hn::VecFromMask(d, mOneMore)));
+            const auto mWhole = hn::Or(hn::Eq(rest, hn::Zero(d)), hn::Eq(rest, at(10000)));
             const auto mChroma = hn::Ne(hn::Or(u, v), hn::Zero(d));
-            if (!hn::AllFalse(d, hn::And(hn::Eq(remainder, hn::Zero(d)), mChroma)))
+            if (!hn::AllFalse(d, hn::And(mWhole, mChroma)))
                 break;
             hn::StoreU(hn::DemoteTo(d8, r), d8, pR + x);
             hn::StoreU(hn::DemoteTo(d8, g), d8, pG + x);
