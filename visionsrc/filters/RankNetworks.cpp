@@ -257,18 +257,25 @@ float PaddedMedian(const float* p, int n, int h)
     return h == 1 ? paddedMedian<1>(p, n) : paddedMedian<2>(p, n);
 }
 
+template <class T>
+void medianIntegerRowOf(const T* pData, int iWidth, int y, int h, int x0, int x1, T* pOut)
+{
+    if (h == 2)
+        medianRow<2, false>(pData, iWidth, y, x0, x1, pOut, nullptr);
+    else
+        medianRow<3, false>(pData, iWidth, y, x0, x1, pOut, nullptr);
+}
+
 void MedianRowU8(const unsigned char* pData, int iWidth, int y, int h, int x0, int x1,
                  unsigned char* pOut)
 {
-    return h == 2 ? medianRow<2, false>(pData, iWidth, y, x0, x1, pOut, nullptr)
-                  : medianRow<3, false>(pData, iWidth, y, x0, x1, pOut, nullptr);
+    medianIntegerRowOf(pData, iWidth, y, h, x0, x1, pOut);
 }
 
 void MedianRowU16(const unsigned short* pData, int iWidth, int y, int h, int x0, int x1,
                   unsigned short* pOut)
 {
-    return h == 2 ? medianRow<2, false>(pData, iWidth, y, x0, x1, pOut, nullptr)
-                  : medianRow<3, false>(pData, iWidth, y, x0, x1, pOut, nullptr);
+    medianIntegerRowOf(pData, iWidth, y, h, x0, x1, pOut);
 }
 
 void RankRowU8(const unsigned char* pAbove, const unsigned char* pRow,
