@@ -56,6 +56,12 @@ protected:
     {
         return call(pImage, sMethod, args).i;
     }
+    // Width, height and channel count as one number (while each is below 10).
+    int shape(void* pImage)
+    {
+        return callInt(pImage, "width") * 100 + callInt(pImage, "height") * 10 +
+               callInt(pImage, "channels");
+    }
     float pixel(void* pImage, int x, int y, int c = 0)
     {
         return call(pImage, "getPixel", {I(x), I(y), I(c)}).f;

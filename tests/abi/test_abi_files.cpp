@@ -60,7 +60,7 @@ TEST_F(AbiFiles, MtxRoundTripByNameAtEveryDepth)
             void* q = image(iTo);
             EXPECT_EQ(quiet(q, "load", {Arg::text(file), Arg::text("MTX")}), 1);
             EXPECT_EQ(callInt(q, "depth"), iTo);
-            EXPECT_EQ(callInt(q, "width") * 10 + callInt(q, "channels"), 32);
+            EXPECT_EQ(shape(q), 322);
             EXPECT_EQ(pixel(q, 2, 1, 1), iTo == 8 ? 44 : pixel(p, 2, 1, 1)) << iDepth << iTo;
         }
     }

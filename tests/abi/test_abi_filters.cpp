@@ -24,10 +24,6 @@ int storedDepth(void* pFilter, int k)
 class AbiFilters : public AbiTest
 {
 protected:
-    void* filter(const std::string& sClass, const std::vector<Arg>& args)
-    {
-        return m->create(sClass, args);
-    }
     void run(void* pFilter, const std::string& sClass, void* pIn, void* pOut)
     {
         m->call(pFilter, sClass, "setInput", {Arg::image(pIn)});
@@ -62,7 +58,7 @@ TEST_F(AbiFilters, TransformationConstructorsRefuseOtherDepthsWithTheirMessage)
             std::vector<Arg> args = {I(iCode)};
             if (std::string(r.pcClass) == "CColormap")
                 args.push_back(I(0));
-            EXPECT_EQ(filter(r.pcClass, args), nullptr) << r.pcClass << " " << iCode;
+            EXPECT_EQ(m->create(r.pcClass, args), nullptr) << r.pcClass << " " << iCode;
             EXPECT_EQ(errors(), (Errors{{"badarg", r.pcMessage}})) << r.pcClass << " " << iCode;
         }
 }
@@ -71,14 +67,14 @@ TEST_F(AbiFilters, TwoImageConstructorsRefuseOnlyPositiveUnknownDepths)
 {
     for (const char* pcClass : {"CsimpleMedian", "CHsiRgbFilter", "CConvolutionFilter", "CYuv2Rgb"}) {
         for (int iCode : {12, 24, 1, 7}) {
-            EXPECT_EQ(filter(pcClass, {I(iCode)}), nullptr) << pcClass << " " << iCode;
+            EXPECT_EQ(m->create(pcClass, {I(iCode)}), nullptr) << pcClass << " " << iCode;
             EXPECT_EQ(errors(), (Errors{{"badarg", "unsupported depth for FILTER_CONSTRUCTOR\n"}}));
         }
         // Zero and every negative code but -1 and -2 mean float.
         const std::pair<int, int> accepted[] = {{8, 8},  {16, 16}, {32, 32}, {-1, 8},  {-2, 16},
                                                 {-3, 32}, {0, 32},  {-7, 32}, {-100, 32}};
         for (const auto& [iCode, iDepth] : accepted) {
-            void* p = filter(pcClass, {I(iCode)});
+            void* p = m->create(pcClass, {I(iCode)});
             ASSERT_NE(p, nullptr) << pcClass << " " << iCode;
             EXPECT_EQ(storedDepth(p, 0) * 100 + storedDepth(p, 1), iDepth * 101)
                 << pcClass << " " << iCode;
@@ -111,7 +107,7 @@ TEST_F(AbiFilters, NegativeAliasesCreateTheNamedDepth)
                                            {8, 44.0f},  {16, 300.0f}, {32, 300.5f}};
     for (const auto& [iCode, fMean] : cases) {
         const int iDepth = iCode == -1 ? 8 : iCode == -2 ? 16 : iCode == -3 ? 32 : iCode;
-        void* pMean = filter("CMeanFilter", {I(iCode)});
+        void* pMean = m->create("CMeanFilter", {I(iCode)});
         ASSERT_NE(pMean, nullptr) << iCode;
         m->call(pMean, "CMeanFilter", "setNeighborhood", {I(3)});
         void* pOut = image(iDepth);
@@ -120,21 +116,21 @@ TEST_F(AbiFilters, NegativeAliasesCreateTheNamedDepth)
     }
     // The colour map says its depth whenever a wrapper asks for it.
     void* pMap = nullptr;
-    EXPECT_EQ(stdoutOf([&] { pMap = filter("CColormap", {I(-2), I(0)}); }), "");
+    EXPECT_EQ(stdoutOf([&] { pMap = m->create("CColormap", {I(-2), I(0)}); }), "");
     EXPECT_EQ(stdoutOf([&] { m->call(pMap, "CColormap", "setType", {I(1)}); }), " depth 16\n");
     EXPECT_EQ(errors(), Errors());
 }
 
 TEST_F(AbiFilters, SetInputTakesAnImageOfAnotherDepthAsOneOfTheFilters)
 {
-    void* pFilter = filter("CGaussFilter", {I(32)});
+    void* pFilter = m->create("CGaussFilter", {I(32)});
     void* pByte = image(8, 4, 4);
     m->call(pFilter, "CGaussFilter", "setInput", {Arg::image(pByte)});
     m->call(pFilter, "CGaussFilter", "setOutput", {Arg::image(pByte)});
     EXPECT_EQ(errors(), Errors()); // the equality test compares the filter with itself
     // No depth test at all for these three.
     for (const char* pcClass : {"CNormalizeRGB", "CDistance", "CThreshold"}) {
-        void* p = filter(pcClass, {I(16)});
+        void* p = m->create(pcClass, {I(16)});
         m->call(p, pcClass, "setInput", {Arg::image(pByte)});
         EXPECT_EQ(errors(), Errors()) << pcClass;
     }
@@ -142,7 +138,7 @@ TEST_F(AbiFilters, SetInputTakesAnImageOfAnotherDepthAsOneOfTheFilters)
 
 TEST_F(AbiFilters, MeanSetParametersUsesItsFirstArgumentOnly)
 {
-    void* pMean = filter("CMeanFilter", {I(32)});
+    void* pMean = m->create("CMeanFilter", {I(32)});
     m->call(pMean, "CMeanFilter", "setParameters", {I(5), I(9)});
     void* pOut = image(32);
     run(pMean, "CMeanFilter", row(32, {0, 1, 2, 3, 4, 5, 6, 7, 8}), pOut);
@@ -155,7 +151,7 @@ TEST_F(AbiFilters, MeanSetParametersUsesItsFirstArgumentOnly)
 
 TEST_F(AbiFilters, SelectionByStringAndByIndex)
 {
-    void* pCombine = filter("CCombineChannel", {I(32)});
+    void* pCombine = m->create("CCombineChannel", {I(32)});
     m->call(pCombine, "CCombineChannel", "setInput", {Arg::image(image(32, 2, 2, 4))});
     EXPECT_EQ(m->call(pCombine, "CCombineChannel", "selectChannel", {Arg::text("X#X#")}).i, 1);
     EXPECT_EQ(m->call(pCombine, "CCombineChannel", "selected").i, 2);
@@ -166,7 +162,7 @@ TEST_F(AbiFilters, SelectionByStringAndByIndex)
     EXPECT_EQ(m->call(pCombine, "CCombineChannel", "selected").i, 2);
 
     // The undeclared exports behave the same on the other classes.
-    void* pRank = filter("CRankFilter", {I(8)});
+    void* pRank = m->create("CRankFilter", {I(8)});
     m->call(pRank, "CRankFilter", "setInput", {Arg::image(image(8, 2, 2, 3))});
     m->callExport("CRankFilter_1_selectChannel", ValueType::Void, pRank, {I(1), I(0)});
     EXPECT_EQ(m->callExport("CRankFilter_0_selected", ValueType::Int, pRank, {}).i, 2);
@@ -180,12 +176,12 @@ TEST_F(AbiFilters, SelectionByStringAndByIndex)
 TEST_F(AbiFilters, ConvolutionFilterKeepsTheHostsMask)
 {
     std::vector<float> mask(9, 0.0f), shortMask(4, 0.0f);
-    EXPECT_EQ(filter("CConvolutionFilter", {I(32), Arg::floats(shortMask), I(3)}), nullptr);
+    EXPECT_EQ(m->create("CConvolutionFilter", {I(32), Arg::floats(shortMask), I(3)}), nullptr);
     EXPECT_EQ(errors(), (Errors{{"badarg",
                                  "CConvolutionFilter: a 3 x 3 mask needs 9 values, got 4\n"}}));
 
     // An external mask is read from the host's array as it is at exec time.
-    void* pFilter = filter("CConvolutionFilter",
+    void* pFilter = m->create("CConvolutionFilter",
                            {I(32), Arg::floats(mask), I(3), I(0), F(0), F(1), I(1)});
     ASSERT_NE(pFilter, nullptr);
     mask[4] = 2.0f; // identity times two, set after construction
@@ -195,7 +191,7 @@ TEST_F(AbiFilters, ConvolutionFilterKeepsTheHostsMask)
     EXPECT_EQ(channel(pOut), (Floats{3.0f, -6.0f}));
 
     // An internal mask is generated into the host's array.
-    void* pAverage = filter("CConvolutionFilter",
+    void* pAverage = m->create("CConvolutionFilter",
                             {I(32), Arg::floats(mask), I(3), I(9), F(0), F(1), I(0)});
     m->call(pAverage, "CConvolutionFilter", "exec", {Arg::image(pIn), Arg::image(pOut)});
     EXPECT_EQ(mask[0], 1.0f / 9.0f);
@@ -204,13 +200,13 @@ TEST_F(AbiFilters, ConvolutionFilterKeepsTheHostsMask)
 
 TEST_F(AbiFilters, ExecReportsLibraryExceptionsOrPassesThemThrough)
 {
-    void* pYuv = filter("CYuv2Rgb", {I(8), I(1)});
+    void* pYuv = m->create("CYuv2Rgb", {I(8), I(1)});
     m->call(pYuv, "CYuv2Rgb", "exec", {Arg::image(image(8, 2, 2, 2)), Arg::image(image(8))});
     const Errors e = errors();
     ASSERT_EQ(e.size(), 1u);
     EXPECT_EQ(e[0].kind, "CImageException:");
 
-    void* pMap = filter("CColormap", {I(32), I(42)}); // no such scheme
+    void* pMap = m->create("CColormap", {I(32), I(42)}); // no such scheme
     stdoutOf([&] { run(pMap, "CColormap", image(32, 2, 2, 1), image(32)); });
     EXPECT_EQ(errors(), (Errors{{"CImageException:", "Wrong color type"}}));
     // The RGB assignment needs exactly three channels.
@@ -219,14 +215,14 @@ TEST_F(AbiFilters, ExecReportsLibraryExceptionsOrPassesThemThrough)
     EXPECT_EQ(errors(), (Errors{{"CImageException:", "Wrong number of channels"}}));
 
     // The transformation wrappers leave library exceptions to the host.
-    void* pGauss = filter("CGaussFilter", {I(32)});
+    void* pGauss = m->create("CGaussFilter", {I(32)});
     EXPECT_ANY_THROW(m->call(pGauss, "CGaussFilter", "setBandwidth", {F(1.0e7f)}));
     EXPECT_EQ(errors(), Errors());
 }
 
 TEST_F(AbiFilters, GenericConvolutionChecksTheMaskLengthAgainstItsSize)
 {
-    void* pConv = filter("CGenericConvolution", {I(16)});
+    void* pConv = m->create("CGenericConvolution", {I(16)});
     std::vector<float> six(6, 1.0f), seven(7, 1.0f);
     for (std::vector<float>* pMask : {&six, &seven})
         m->call(pConv, "CGenericConvolution", "setParameters",
@@ -245,7 +241,7 @@ TEST_F(AbiFilters, GenericConvolutionChecksTheMaskLengthAgainstItsSize)
 // The base class's assertions end the process; no wrapper translates them.
 TEST_F(AbiFilters, SelectionBeforeSetInputEndsTheProcess)
 {
-    void* pCombine = filter("CCombineChannel", {I(32)});
+    void* pCombine = m->create("CCombineChannel", {I(32)});
     EXPECT_DEATH(m->call(pCombine, "CCombineChannel", "selectChannel", {I(0), I(1)}),
                  "pSource!=__null");
 }
