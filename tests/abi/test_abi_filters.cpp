@@ -182,7 +182,7 @@ TEST_F(AbiFilters, ConvolutionFilterKeepsTheHostsMask)
 
     // An external mask is read from the host's array as it is at exec time.
     void* pFilter = m->create("CConvolutionFilter",
-                           {I(32), Arg::floats(mask), I(3), I(0), F(0), F(1), I(1)});
+                              {I(32), Arg::floats(mask), I(3), I(0), F(0), F(1), I(1)});
     ASSERT_NE(pFilter, nullptr);
     mask[4] = 2.0f; // identity times two, set after construction
     void* pIn = row(32, {1.5f, -3.0f});
@@ -192,7 +192,7 @@ TEST_F(AbiFilters, ConvolutionFilterKeepsTheHostsMask)
 
     // An internal mask is generated into the host's array.
     void* pAverage = m->create("CConvolutionFilter",
-                            {I(32), Arg::floats(mask), I(3), I(9), F(0), F(1), I(0)});
+                               {I(32), Arg::floats(mask), I(3), I(9), F(0), F(1), I(0)});
     m->call(pAverage, "CConvolutionFilter", "exec", {Arg::image(pIn), Arg::image(pOut)});
     EXPECT_EQ(mask[0], 1.0f / 9.0f);
     EXPECT_EQ(errors(), Errors());

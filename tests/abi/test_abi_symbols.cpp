@@ -147,15 +147,14 @@ TEST_F(AbiSymbols, VersionRecordAndPinTable)
     EXPECT_STREQ(version[0], "7.9 17/07/02 KT");
     EXPECT_STREQ(version[1], "7.9 17/07/02 KT");
 
+    // The pin type record, then the end record.
     auto pins = static_cast<void* const*>(m->symbol("gasVisionPinTypes"));
     ASSERT_NE(pins, nullptr);
     EXPECT_STREQ(static_cast<const char*>(pins[0]), "tirnvision.CImage");
-    EXPECT_EQ(pins[1], m->symbol("CImage_COPY_CImage"));
-    EXPECT_EQ(pins[2], m->symbol("CImage_COMPATIBLE_CImage"));
-    EXPECT_EQ(pins[3], m->symbol("CImage_FREE_CImage"));
-    EXPECT_EQ(pins[4], m->symbol("CImage_DESCRIBE_CImage"));
-    EXPECT_EQ(pins[5], nullptr);
-    EXPECT_EQ(pins[6], nullptr); // the end record
+    EXPECT_EQ(std::vector<void*>(pins + 1, pins + 7),
+              (std::vector<void*>{m->symbol("CImage_COPY_CImage"), m->symbol("CImage_COMPATIBLE_CImage"),
+                                  m->symbol("CImage_FREE_CImage"), m->symbol("CImage_DESCRIBE_CImage"),
+                                  nullptr, nullptr}));
 
     auto functions = static_cast<const char* const*>(m->symbol("FUNCTIONS_tirnvision"));
     ASSERT_NE(functions, nullptr);
@@ -216,31 +215,22 @@ TEST_F(AbiSymbols, ModuleExportsExactlyThePluginNames)
 {
     const std::vector<std::string> declared = m->declaredExports();
     Names expected(declared.begin(), declared.end());
-    // Documented extras: the entry points, the tables and records, and the
-    // region reads that no table line announces.
-    for (const char* pc : {"vision_type_init", "vision_type_fini", "CLASSES_tirnvision",
-                           "FUNCTIONS_tirnvision", "gasVisionPinTypes", "Tirn_V_of_tirnvision",
-                           "CImage8_getChannelRegion", "CImage32_getChannelRegion"})
-        expected.insert(pc);
-    // Selection and MMX wrappers that classes export without declaring them.
-    for (const char* pcClass : {"CMeanFilter", "CSobelFilter", "CGaussFilter", "CShadingFilter",
-                                "CRankFilter", "CMedianFilter"}) {
-        expected.insert(std::string(pcClass) + "_0_selected");
-        expected.insert(std::string(pcClass) + "_1_selectChannel");
-    }
-    expected.insert("CSobelFilter_0_prohibitMMX");
-    expected.insert("CGaussFilter_0_prohibitMMX");
-    // The units: folder, icon list, and per icon its definition, its two
-    // callbacks and its creation functions.
-    for (const char* pc : {"gsFolder_tirnvision", "gasIconsOfFolder_tirnvision", "display_image",
-                           "CImageToDynPins", "CImageToFixPins", "DynPinsToCImage",
-                           "HSI_RGB_Filter", "ConvolutionFilter", "CortLayerFilter"})
-        expected.insert(pc);
-    for (const char* pcIcon : kIcons) {
-        expected.insert(std::string("ICONDEF_") + pcIcon);
-        expected.insert(std::string("_fun1_") + pcIcon);
-        expected.insert(std::string("_fun2_") + pcIcon);
-    }
+    // Documented extras: the entry points, the tables and records, the region
+    // reads that no table line announces, and the units' folder, icon list
+    // and creation functions.
+    expected.insert({"vision_type_init", "vision_type_fini", "CLASSES_tirnvision",
+                     "FUNCTIONS_tirnvision", "gasVisionPinTypes", "Tirn_V_of_tirnvision",
+                     "CImage8_getChannelRegion", "CImage32_getChannelRegion", "gsFolder_tirnvision",
+                     "gasIconsOfFolder_tirnvision", "display_image", "CImageToDynPins",
+                     "CImageToFixPins", "DynPinsToCImage", "HSI_RGB_Filter", "ConvolutionFilter",
+                     "CortLayerFilter", "CSobelFilter_0_prohibitMMX", "CGaussFilter_0_prohibitMMX"});
+    // Selection wrappers that classes export without declaring them.
+    for (const std::string sClass : {"CMeanFilter", "CSobelFilter", "CGaussFilter",
+                                     "CShadingFilter", "CRankFilter", "CMedianFilter"})
+        expected.insert({sClass + "_0_selected", sClass + "_1_selectChannel"});
+    // Per icon its definition and its two callbacks.
+    for (const std::string sIcon : kIcons)
+        expected.insert({"ICONDEF_" + sIcon, "_fun1_" + sIcon, "_fun2_" + sIcon});
 
     // Less the names the linker defines in every shared object.
     const Names exported = difference(dynamicSymbols(TIRN_MODULE_PATH, "--defined-only"),
