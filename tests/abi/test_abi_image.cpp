@@ -2,6 +2,7 @@
 // argument conversion and exceptions, through the exported wrappers. The
 // numbers behind each method belong to the image unit tests; here one value
 // per depth shows that a call reached the right instantiation.
+#include <algorithm>
 #include <cstddef>
 #include <vector>
 
