@@ -65,7 +65,8 @@ TEST_F(AbiFilters, TransformationConstructorsRefuseOtherDepthsWithTheirMessage)
 
 TEST_F(AbiFilters, TwoImageConstructorsRefuseOnlyPositiveUnknownDepths)
 {
-    for (const char* pcClass : {"CsimpleMedian", "CHsiRgbFilter", "CConvolutionFilter", "CYuv2Rgb"}) {
+    for (const char* pcClass :
+         {"CsimpleMedian", "CHsiRgbFilter", "CConvolutionFilter", "CYuv2Rgb"}) {
         for (int iCode : {12, 24, 1, 7}) {
             EXPECT_EQ(m->create(pcClass, {I(iCode)}), nullptr) << pcClass << " " << iCode;
             EXPECT_EQ(errors(), (Errors{{"badarg", "unsupported depth for FILTER_CONSTRUCTOR\n"}}));
@@ -94,8 +95,9 @@ TEST_F(AbiFilters, FreeOfANullHandleDoesNothingForEveryClass)
         pFree(nullptr);
     }
     // Only the channel selector's exec accepts a null handle.
-    EXPECT_EQ(stdoutOf([&] { m->callExport("CSelectChannel_0_exec", ValueType::Void, nullptr, {}); }),
-              "");
+    const std::string out = stdoutOf(
+        [&] { m->callExport("CSelectChannel_0_exec", ValueType::Void, nullptr, {}); });
+    EXPECT_EQ(out, "");
     EXPECT_EQ(errors(), Errors());
 }
 
@@ -231,7 +233,8 @@ TEST_F(AbiFilters, GenericConvolutionChecksTheMaskLengthAgainstItsSize)
                                 {"badarg", "setParameters: a 2 x 4 mask needs 8 values, got 7\n"}}));
 
     std::vector<float> pair = {0, 2, 0}; // factor 0.5 gives the centre back
-    m->call(pConv, "CGenericConvolution", "setParameters", {Arg::floats(pair), F(0.5f), I(3), I(1)});
+    m->call(pConv, "CGenericConvolution", "setParameters",
+            {Arg::floats(pair), F(0.5f), I(3), I(1)});
     void* pOut = image(16);
     run(pConv, "CGenericConvolution", row(16, {1000, 2000, 3000}), pOut);
     EXPECT_EQ(channel(pOut), (Floats{1000, 2000, 3000}));
@@ -267,8 +270,9 @@ TEST_F(AbiFilters, ColourFunctionsRefuseImagesThatAreNotFloat)
 
     // A reference colour shorter than the channel count is refused.
     Floats shortRef = {0.0f, 0.0f};
-    EXPECT_EQ(m->callFunction("PointerDistance", {Arg::image(image(32, 2, 2, 3)),
-                                                  Arg::floats(shortRef), F(0), F(0), Arg::floats(out)})
+    void* pRgb = image(32, 2, 2, 3);
+    EXPECT_EQ(m->callFunction("PointerDistance", {Arg::image(pRgb), Arg::floats(shortRef), F(0),
+                                                  F(0), Arg::floats(out)})
                   .handle,
               nullptr);
     EXPECT_EQ(errors(), (Errors{{"badarg",

@@ -152,9 +152,10 @@ TEST_F(AbiSymbols, VersionRecordAndPinTable)
     ASSERT_NE(pins, nullptr);
     EXPECT_STREQ(static_cast<const char*>(pins[0]), "tirnvision.CImage");
     EXPECT_EQ(std::vector<void*>(pins + 1, pins + 7),
-              (std::vector<void*>{m->symbol("CImage_COPY_CImage"), m->symbol("CImage_COMPATIBLE_CImage"),
-                                  m->symbol("CImage_FREE_CImage"), m->symbol("CImage_DESCRIBE_CImage"),
-                                  nullptr, nullptr}));
+              (std::vector<void*>{m->symbol("CImage_COPY_CImage"),
+                                  m->symbol("CImage_COMPATIBLE_CImage"),
+                                  m->symbol("CImage_FREE_CImage"),
+                                  m->symbol("CImage_DESCRIBE_CImage"), nullptr, nullptr}));
 
     auto functions = static_cast<const char* const*>(m->symbol("FUNCTIONS_tirnvision"));
     ASSERT_NE(functions, nullptr);
@@ -164,9 +165,9 @@ TEST_F(AbiSymbols, VersionRecordAndPinTable)
     std::vector<std::string> exports;
     for (const auto& p : m->functions().prototypes)
         exports.push_back(p.exportName);
-    EXPECT_EQ(exports, (std::vector<std::string>{"CColorFilters_0_DiffImage", "CColorFilters_0_blob_emph",
-                                                 "CColorFilters_0_HistogramDistance",
-                                                 "CColorFilters_0_PointerDistance"}));
+    EXPECT_EQ(exports, (std::vector<std::string>{
+                           "CColorFilters_0_DiffImage", "CColorFilters_0_blob_emph",
+                           "CColorFilters_0_HistogramDistance", "CColorFilters_0_PointerDistance"}));
 }
 
 TEST_F(AbiSymbols, FolderListsTheSixIcons)
@@ -223,7 +224,8 @@ TEST_F(AbiSymbols, ModuleExportsExactlyThePluginNames)
                      "CImage8_getChannelRegion", "CImage32_getChannelRegion", "gsFolder_tirnvision",
                      "gasIconsOfFolder_tirnvision", "display_image", "CImageToDynPins",
                      "CImageToFixPins", "DynPinsToCImage", "HSI_RGB_Filter", "ConvolutionFilter",
-                     "CortLayerFilter", "CSobelFilter_0_prohibitMMX", "CGaussFilter_0_prohibitMMX"});
+                     "CortLayerFilter", "CSobelFilter_0_prohibitMMX",
+                     "CGaussFilter_0_prohibitMMX"});
     // Selection wrappers that classes export without declaring them.
     for (const std::string sClass : {"CMeanFilter", "CSobelFilter", "CGaussFilter",
                                      "CShadingFilter", "CRankFilter", "CMedianFilter"})

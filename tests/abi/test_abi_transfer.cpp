@@ -63,7 +63,8 @@ const struct ArrayPair
     bool bFloats;
 } kPairs[] = {{8, false}, {8, true}, {16, false}, {16, true}, {32, false}, {32, true}};
 
-#define TRACE_PAIR(k) SCOPED_TRACE(testing::Message() << k.iDepth << (k.bFloats ? " floats" : " bytes"))
+#define TRACE_PAIR(k)                                                                              \
+    SCOPED_TRACE(testing::Message() << k.iDepth << (k.bFloats ? " floats" : " bytes"))
 
 TEST_F(AbiTransfer, ChannelDataConvertsByTruncationAndWrap)
 {

@@ -347,7 +347,8 @@ TEST_F(AbiUnits, ZoomAndPositionAreSavedAndRestored)
     net->control(u, -14);
     net->windowOf(u)->move(0, 0);
     net->save(sPath + ".moved");
-    EXPECT_NE(textOf(sPath + ".moved").find("\nposinfo 0 0 80 80 0 left_side\n"), std::string::npos);
+    EXPECT_NE(textOf(sPath + ".moved").find("\nposinfo 0 0 80 80 0 left_side\n"),
+              std::string::npos);
     std::remove((sPath + ".moved").c_str());
     net->load(sPath);
     Window* w = net->windowOf(u);
