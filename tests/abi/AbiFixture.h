@@ -56,6 +56,12 @@ protected:
     {
         return call(pImage, sMethod, args).i;
     }
+    // Width, height and channel count as one number (while each is below 10).
+    int shape(void* pImage)
+    {
+        return callInt(pImage, "width") * 100 + callInt(pImage, "height") * 10 +
+               callInt(pImage, "channels");
+    }
     float pixel(void* pImage, int x, int y, int c = 0)
     {
         return call(pImage, "getPixel", {I(x), I(y), I(c)}).f;
@@ -84,6 +90,14 @@ protected:
                     setPixel(p, x, y, k, float(100 * k + 10 * y + x));
         return p;
     }
+    // A one-row, one-channel image holding the given values.
+    void* row(int iDepth, const std::vector<float>& values)
+    {
+        void* p = image(iDepth, int(values.size()), 1, 1);
+        for (std::size_t x = 0; x < values.size(); ++x)
+            setPixel(p, int(x), 0, 0, values[x]);
+        return p;
+    }
     std::vector<ScriptError> errors() { return m->takeErrors(); }
     static std::string stdoutOf(const std::function<void()>& run)
     {
@@ -98,6 +112,9 @@ protected:
 };
 
 typedef std::vector<ScriptError> Errors;
+typedef std::vector<float> Floats;
+
+const int kDepths[] = {8, 16, 32};
 
 } // namespace abitest
 
