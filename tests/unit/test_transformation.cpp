@@ -1,9 +1,17 @@
 // CTransformation: channel selection, the exec() drivers, assertions, layout.
+#include <cstring>
 #include <string>
 #include <vector>
 
+#include "FilterRun.h"
 #include "PixelTypes.h"
+#include "TestImages.h"
+#include "filters/CConvolutionFilter.h"
+#include "filters/CCortLayerFilter.h"
+#include "filters/CHsiRgbFilter.h"
 #include "filters/CTransformation.h"
+#include "filters/CYuv2Rgb.h"
+#include "filters/CsimpleMedian.h"
 
 namespace {
 
@@ -52,14 +60,20 @@ public:
     }
 };
 
+// Pixel (x, y, c) holds 10 c + y + x.
 template <class T> CImage<T> channelsNumbered(int w, int h, int c)
 {
-    CImage<T> image(w, h, c);
-    for (int ch = 0; ch < c; ++ch)
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x)
-                image.setPixel(x, y, ch, T(10 * ch + y + x));
-    return image;
+    return numbered<T>(w, h, c, 10, 1, 0);
+}
+
+// The host binding reads a two-image filter's depths straight from the
+// object: the two ints right after the virtual table.
+template <class T> void expectDepthsAfterTheVirtualTable(const CFilter<T, T>& filter, int iDepth)
+{
+    int aiDepths[2];
+    std::memcpy(aiDepths, reinterpret_cast<const char*>(&filter) + sizeof(void*), sizeof aiDepths);
+    EXPECT_EQ(aiDepths[0], iDepth);
+    EXPECT_EQ(aiDepths[1], iDepth);
 }
 
 std::string maskOf(const CTransformation<float>& t, int n)
@@ -164,9 +178,7 @@ TEST(TransformationSelection, LongPatterns)
     EXPECT_EQ(t.selected(), 1);
     EXPECT_TRUE(t.isSelected(511));
     t.setInput(&wide600);
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(t.selectChannel("+"), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(stdoutOf([&] { EXPECT_EQ(t.selectChannel("+"), 0); }),
               std::string(" Illegal selection length: 600 set but 600 required!\a\n") + kDeselect);
     EXPECT_EQ(t.selected(), 0);
 }
@@ -344,6 +356,18 @@ TYPED_TEST_P(TransformationTyped, LayoutIndependentOfElementType)
     EXPECT_EQ(Probe<TypeParam>().fieldOffsets(), Probe<unsigned char>().fieldOffsets());
 }
 
+TYPED_TEST_P(TransformationTyped, TwoImageFiltersKeepTheirDepthsAfterTheVirtualTable)
+{
+    using T = TypeParam;
+    const int iDepth = tirn::PixelTraits<T>::depth;
+    expectDepthsAfterTheVirtualTable<T>(CYuv2Rgb<T>(true), iDepth);
+    expectDepthsAfterTheVirtualTable<T>(CHsiRgbFilter<T>(0), iDepth);
+    expectDepthsAfterTheVirtualTable<T>(CCortLayerFilter<T>(), iDepth);
+    expectDepthsAfterTheVirtualTable<T>(CsimpleMedian<T>(1), iDepth);
+    // The convolution filter starts at 32 whatever T is.
+    expectDepthsAfterTheVirtualTable<T>(CConvolutionFilter<T>(3, 0.0f, 0.0f, 1.0f, 0), 32);
+}
+
 TYPED_TEST_P(TransformationTyped, SourceChangingChannelCount)
 {
     using T = TypeParam;
@@ -366,6 +390,7 @@ REGISTER_TYPED_TEST_SUITE_P(TransformationTyped, MaskOperations, SingleChannelDr
                             ScratchReusesOnlyAnUnsharedResult,
                             MultiChannelDriver, NothingSelectedLeavesTargetAlone,
                             BaseModesOnlyReport, LayoutIndependentOfElementType,
+                            TwoImageFiltersKeepTheirDepthsAfterTheVirtualTable,
                             SourceChangingChannelCount);
 INSTANTIATE_TYPED_TEST_SUITE_P(All, TransformationTyped, PixelTypes);
 
