@@ -94,7 +94,8 @@ TEST(CombineChannel, TheMaskCountsOriginalChannelNumbersAndTheMedianItsBuffer)
         // row order would give 10 at (1, 0).
         CCombineChannel<float> median;
         median.setOperator(OP_MEDIAN);
-        const CImage<float> values = pixels<float>(2, 2, 3, {0, 0, 0, 0, 0, 0, 0, 0, 10, 20, 40, 30});
+        const CImage<float> values =
+            pixels<float>(2, 2, 3, {0, 0, 0, 0, 0, 0, 0, 0, 10, 20, 40, 30});
         expectSameImage(run(median, values, "#XX"),
                         pixels<float>(2, 2, 1, {0, 20, 10, 30}));
     });
@@ -176,7 +177,8 @@ TEST(Distance, IntegerDepthsScaleBy255PerChannelAndWrap)
 {
     forBothPaths([] {
         CDistance<unsigned char> d8;
-        const CImage<unsigned char> out8 = run(d8, pixels<unsigned char>(2, 1, 2, {10, 110, 20, 20}));
+        const CImage<unsigned char> out8 =
+            run(d8, pixels<unsigned char>(2, 1, 2, {10, 110, 20, 20}));
         EXPECT_EQ(out8.getPixel(1, 0, 0), 19); // 10000 / 510
         EXPECT_STREQ(out8.getChannelInfo(0), "euclid_dist_to_10_20");
         CDistance<unsigned short> d16;

@@ -30,7 +30,8 @@ TEST(DiffImage, WithItselfIsZeroAndNamesEachChannelTwice)
 TEST(DiffImage, DifferentShapesUseTheCommonPartAndSayWhy)
 {
     forBothPaths([] {
-        const CImage<float> a = filled<float>(4, 4, {1, 2, 3}), b = filled<float>(3, 5, {1.5f, 0, 7});
+        const CImage<float> a = filled<float>(4, 4, {1, 2, 3});
+        const CImage<float> b = filled<float>(3, 5, {1.5f, 0, 7});
         testing::internal::CaptureStdout();
         const CImage<float> d = DiffImage(&a, &b);
         EXPECT_EQ(testing::internal::GetCapturedStdout(),
@@ -113,7 +114,8 @@ TEST(HistogramDistance, FractionOfPixelsBelowInStepsOfOneHundredth)
         };
         for (const auto& c : cases) {
             float fResult = -1.0f;
-            const CImage<float> out = HistogramDistance(&image, &fRef, c.fFraction, c.fLimit, fResult);
+            const CImage<float> out =
+                HistogramDistance(&image, &fRef, c.fFraction, c.fLimit, fResult);
             EXPECT_EQ(fResult, c.fResult) << c.fFraction << " " << c.fLimit;
             EXPECT_EQ(out.getPixel(9, 0, 0), 9.0f);
             EXPECT_STREQ(out.getChannelInfo(0), "euclid_dist_to_0");

@@ -62,8 +62,8 @@ TYPED_TEST(ColourSpaceTyped, YuvOffsetsAndClampsAtEveryDepth)
 TEST(ColourSpace, YuvTruncatesAtIntegerDepths)
 {
     // y 84, u 22, v -38: R 30.724, G 103.5656, B 122.984.
-    expectPixel<unsigned char>(run(CYuv2Rgb<unsigned char>(true), filled<unsigned char>(1, 1, {100, 150, 90})),
-                               0, 0, {30, 103, 122});
+    const CImage<unsigned char> in8 = filled<unsigned char>(1, 1, {100, 150, 90});
+    expectPixel<unsigned char>(run(CYuv2Rgb<unsigned char>(true), in8), 0, 0, {30, 103, 122});
     expectPixel(run(CYuv2Rgb<float>(true), filled<float>(1, 1, {100, 150, 90})), 0, 0,
                 {float(84.0 + 1.402 * -38.0), float(84.0 - 0.7141 * -38.0 - 0.3441 * 22.0),
                  float(84.0 + 1.772 * 22.0)});
@@ -144,7 +144,8 @@ TEST(ColourSpace, HsiBackwardAndRoundTrip)
     const float afColours[][3] = {{0.25f, 0.5f, 0.375f}, {0.75f, 0.125f, 0.5f},
                                   {0.5f, 0.25f, 0.125f}, {0.125f, 0.25f, 0.875f}};
     for (const auto& rgb : afColours) {
-        const CImage<float> back = run(CHsiRgbFilter<float>(1), hsiRgb<float>({rgb[0], rgb[1], rgb[2]}, 0));
+        const CImage<float> back =
+            run(CHsiRgbFilter<float>(1), hsiRgb<float>({rgb[0], rgb[1], rgb[2]}, 0));
         for (int c = 0; c < 3; ++c)
             EXPECT_NEAR(back.getPixel(0, 0, c), rgb[c], 2e-6f) << c;
     }
@@ -218,7 +219,8 @@ TEST(ColourSpace, NormalizeRgbChromaticities)
         in8.setName("scene");
         CNormalizeRGB<unsigned char> n8;
         // 42.5 and 85 truncated at (2, 0).
-        CImage<unsigned char> want8 = pixels<unsigned char>(4, 1, 2, {0, 255, 42, 85, 0, 0, 85, 85});
+        CImage<unsigned char> want8 =
+            pixels<unsigned char>(4, 1, 2, {0, 255, 42, 85, 0, 0, 85, 85});
         want8.setName("scene");
         want8.setChannelInfo("normed_r", 0);
         want8.setChannelInfo("normed_g", 1);

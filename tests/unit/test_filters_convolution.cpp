@@ -240,7 +240,8 @@ TEST(ConvolutionState, OnlySelectedChannelsAreFiltered)
 {
     CMeanFilter<unsigned short> mean;
     mean.setNeighborhood(3, 3);
-    const CImage<unsigned short> out = run(mean, numbered<unsigned short>(3, 3, 2, 100, 3, 1), "#X");
+    const CImage<unsigned short> out =
+        run(mean, numbered<unsigned short>(3, 3, 2, 100, 3, 1), "#X");
     EXPECT_EQ(out.getPixel(0, 0, 0), 1);
     EXPECT_EQ(out.getPixel(0, 0, 1), 103);
     EXPECT_EQ(out.getPixel(1, 1, 1), 105);

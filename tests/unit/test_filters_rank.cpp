@@ -126,7 +126,8 @@ TYPED_TEST(RankTyped, MedianFilterWorkedValues)
     using T = TypeParam;
     CMedianFilter<T> median;
     EXPECT_EQ(median.size(), 3);
-    expectSameImage(run(median, counting<T>(3, 3)), pixels<T>(3, 3, 1, {2, 3, 3, 4, 5, 5, 5, 6, 6}));
+    expectSameImage(run(median, counting<T>(3, 3)),
+                    pixels<T>(3, 3, 1, {2, 3, 3, 4, 5, 5, 5, 6, 6}));
     float p[] = {5.9f};
     median.setParameters(p);
     EXPECT_EQ(median.size(), 5);

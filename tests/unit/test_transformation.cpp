@@ -5,7 +5,6 @@
 
 #include "FilterRun.h"
 #include "PixelTypes.h"
-#include "TestImages.h"
 #include "filters/CConvolutionFilter.h"
 #include "filters/CCortLayerFilter.h"
 #include "filters/CHsiRgbFilter.h"
@@ -59,12 +58,6 @@ public:
                 at(&this->pTarget), at(&this->iSelected),     at(&this->iDepth)};
     }
 };
-
-// Pixel (x, y, c) holds 10 c + y + x.
-template <class T> CImage<T> channelsNumbered(int w, int h, int c)
-{
-    return numbered<T>(w, h, c, 10, 1, 0);
-}
 
 // The host binding reads a two-image filter's depths straight from the
 // object: the two ints right after the virtual table.
@@ -221,7 +214,7 @@ TYPED_TEST_P(TransformationTyped, MaskOperations)
 TYPED_TEST_P(TransformationTyped, SingleChannelDriver)
 {
     using T = TypeParam;
-    const CImage<T> source = channelsNumbered<T>(3, 2, 3);
+    const CImage<T> source = numbered<T>(3, 2, 3, 10, 1, 0);
     CImage<T> target(7, 7, 1);
     Probe<T> t;
     t.setInput(&source);
@@ -246,7 +239,7 @@ TYPED_TEST_P(TransformationTyped, SingleChannelDriver)
     EXPECT_EQ(target.getChannelPtr(1), source.getChannelPtr(1));
 
     // In place: the source is its own target.
-    CImage<T> inPlace = channelsNumbered<T>(2, 2, 2);
+    CImage<T> inPlace = numbered<T>(2, 2, 2, 10, 1, 0);
     t.setInput(&inPlace);
     t.setOutput(&inPlace);
     t.selectChannel(0, false);
@@ -260,7 +253,7 @@ TYPED_TEST_P(TransformationTyped, SingleChannelDriver)
 TYPED_TEST_P(TransformationTyped, ScratchReusesOnlyAnUnsharedResult)
 {
     using T = TypeParam;
-    const CImage<T> source = channelsNumbered<T>(3, 2, 2);
+    const CImage<T> source = numbered<T>(3, 2, 2, 10, 1, 0);
     for (bool bOverwrites : {false, true}) {
         SCOPED_TRACE(bOverwrites);
         CImage<T> target(1, 1, 1);
@@ -291,7 +284,7 @@ TYPED_TEST_P(TransformationTyped, ScratchReusesOnlyAnUnsharedResult)
 TYPED_TEST_P(TransformationTyped, MultiChannelDriver)
 {
     using T = TypeParam;
-    const CImage<T> source = channelsNumbered<T>(3, 2, 4);
+    const CImage<T> source = numbered<T>(3, 2, 4, 10, 1, 0);
     CImage<T> target(5, 5, 3);
     Probe<T> t;
     t.setMutliChannelOp(true);
@@ -312,7 +305,7 @@ TYPED_TEST_P(TransformationTyped, MultiChannelDriver)
 TYPED_TEST_P(TransformationTyped, NothingSelectedLeavesTargetAlone)
 {
     using T = TypeParam;
-    const CImage<T> source = channelsNumbered<T>(2, 2, 2);
+    const CImage<T> source = numbered<T>(2, 2, 2, 10, 1, 0);
     CImage<T> target(1, 1, 1);
     target.setPixel(0, 0, 0, T(7));
     Probe<T> t;
@@ -333,7 +326,7 @@ TYPED_TEST_P(TransformationTyped, NothingSelectedLeavesTargetAlone)
 TYPED_TEST_P(TransformationTyped, BaseModesOnlyReport)
 {
     using T = TypeParam;
-    const CImage<T> source = channelsNumbered<T>(2, 1, 1);
+    const CImage<T> source = numbered<T>(2, 1, 1, 10, 1, 0);
     CImage<T> target(1, 1, 1);
     Probe<T> t;
     t.bUseBase = true;
@@ -371,7 +364,7 @@ TYPED_TEST_P(TransformationTyped, TwoImageFiltersKeepTheirDepthsAfterTheVirtualT
 TYPED_TEST_P(TransformationTyped, SourceChangingChannelCount)
 {
     using T = TypeParam;
-    CImage<T> source = channelsNumbered<T>(2, 2, 2);
+    CImage<T> source = numbered<T>(2, 2, 2, 10, 1, 0);
     CImage<T> target(1, 1, 1);
     Probe<T> t;
     t.setInput(&source);
