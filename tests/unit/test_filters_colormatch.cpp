@@ -1,28 +1,10 @@
 // Colour matching: differences of two images and distances to a reference
 // colour, with their printed lines and channel infos.
 #include <cmath>
-#include <limits>
 #include <string>
 
 #include "FastVsReference.h"
 #include "filters/CColorFilters.h"
-
-namespace {
-
-CImage<float> filled(int w, int h, std::initializer_list<float> colour)
-{
-    CImage<float> image(w, h, int(colour.size()));
-    int c = 0;
-    for (float v : colour) {
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x)
-                image.setPixel(x, y, c, v);
-        ++c;
-    }
-    return image;
-}
-
-} // namespace
 
 TEST(DiffImage, WithItselfIsZeroAndNamesEachChannelTwice)
 {
@@ -34,24 +16,22 @@ TEST(DiffImage, WithItselfIsZeroAndNamesEachChannelTwice)
         testing::internal::CaptureStdout();
         const CImage<float> d = DiffImage(&a, &a);
         EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-        EXPECT_EQ(d.channels(), 2);
-        EXPECT_STREQ(d.getName(), "source");
-        EXPECT_STREQ(d.getChannelInfo(0), "Diff(red,red)");
+        CImage<float> want = filled<float>(5, 4, {0, 0});
+        want.setName("source");
+        want.setChannelInfo("Diff(red,red)", 0);
         // Cut to 64 characters.
-        EXPECT_STREQ(d.getChannelInfo(1),
-                     "Diff(a rather long channel description of thirty,a rather long c");
-        for (int c = 0; c < 2; ++c)
-            for (int y = 0; y < 4; ++y)
-                for (int x = 0; x < 5; ++x)
-                    EXPECT_EQ(d.getPixel(x, y, c), 0.0f);
+        want.setChannelInfo("Diff(a rather long channel description of thirty,a rather long c", 1);
+        expectSameImage(d, want);
     });
 }
 
-TEST(DiffImage, DifferentSizesUseTheCommonPartAndSayWhy)
+// Only the common part is compared; the rest of the first image's shape is
+// zero, and channels past the second image's have no info.
+TEST(DiffImage, DifferentShapesUseTheCommonPartAndSayWhy)
 {
     forBothPaths([] {
-        CImage<float> a = filled(4, 4, {1.0f, 2.0f, 3.0f});
-        CImage<float> b = filled(3, 5, {1.5f, 0.0f, 7.0f});
+        const CImage<float> a = filled<float>(4, 4, {1, 2, 3});
+        const CImage<float> b = filled<float>(3, 5, {1.5f, 0, 7});
         testing::internal::CaptureStdout();
         const CImage<float> d = DiffImage(&a, &b);
         EXPECT_EQ(testing::internal::GetCapturedStdout(),
@@ -59,37 +39,30 @@ TEST(DiffImage, DifferentSizesUseTheCommonPartAndSayWhy)
         ASSERT_EQ(d.width(), 4);
         ASSERT_EQ(d.height(), 4);
         ASSERT_EQ(d.channels(), 3);
-        for (int y = 0; y < 4; ++y) {
-            EXPECT_EQ(d.getPixel(2, y, 0), 0.5f);
-            EXPECT_EQ(d.getPixel(2, y, 1), 2.0f);
-            EXPECT_EQ(d.getPixel(2, y, 2), 4.0f);
-            for (int c = 0; c < 3; ++c)
-                EXPECT_EQ(d.getPixel(3, y, c), 0.0f); // outside b
-        }
+        const float afDiff[3] = {0.5f, 2.0f, 4.0f};
+        for (int y = 0; y < 4; ++y)
+            for (int c = 0; c < 3; ++c) {
+                EXPECT_EQ(d.getPixel(2, y, c), afDiff[c]);
+                EXPECT_EQ(d.getPixel(3, y, c), 0.0f);
+            }
         EXPECT_STREQ(d.getChannelInfo(2), "Diff(No info,No info)");
-    });
-}
 
-TEST(DiffImage, FewerChannelsInTheSecondLeaveTheRestUnnamedAndZero)
-{
-    forBothPaths([] {
-        CImage<float> a = filled(2, 2, {1.0f, 2.0f});
-        CImage<float> b = filled(2, 2, {4.0f});
+        const CImage<float> two = filled<float>(2, 2, {1, 2}), one = filled<float>(2, 2, {4});
         testing::internal::CaptureStdout();
-        const CImage<float> d = DiffImage(&a, &b);
+        const CImage<float> e = DiffImage(&two, &one);
         EXPECT_EQ(testing::internal::GetCapturedStdout(),
                   "Different input sizes for DiffImage (2x2,2)!=(2x2,1)!\n");
-        EXPECT_EQ(d.getPixel(1, 1, 0), 3.0f);
-        EXPECT_EQ(d.getPixel(1, 1, 1), 0.0f);
-        EXPECT_STREQ(d.getChannelInfo(0), "Diff(No info,No info)");
-        EXPECT_STREQ(d.getChannelInfo(1), "No info");
+        EXPECT_EQ(e.getPixel(1, 1, 0), 3.0f);
+        EXPECT_EQ(e.getPixel(1, 1, 1), 0.0f);
+        EXPECT_STREQ(e.getChannelInfo(0), "Diff(No info,No info)");
+        EXPECT_STREQ(e.getChannelInfo(1), "No info");
     });
 }
 
 TEST(BlobEmph, DistanceWeightedBySquaredOffsetPlusOne)
 {
     forBothPaths([] {
-        CImage<float> image = filled(5, 4, {0.0f, 0.0f});
+        CImage<float> image = filled<float>(5, 4, {0, 0});
         image.setName("scene");
         image.setPixel(2, 3, 0, 1.0f); // the point itself: distance 1
         image.setPixel(4, 0, 0, 3.0f); // far away: (1-3)^2 + 0.5^2 = 4.25
@@ -108,12 +81,10 @@ TEST(BlobEmph, DistanceWeightedBySquaredOffsetPlusOne)
         EXPECT_EQ(out.getPixel(0, 0, 0), 0.0f);          // reference colour anywhere
         EXPECT_EQ(out.getPixel(1, 3, 0), 2.0f * 2.0f);   // colour distance 2, offset 1
     });
-}
-
-TEST(BlobEmph, InfoCutTo64AndPointFarOutside)
-{
-    const CImage<float> image = filled(2, 1, {0.125f, 1000000.0f, -2.5f, 3.0f});
+    // The info is cut to 64 characters; a point far outside weighs nothing
+    // against distance 0.
     const float afRef[4] = {0.125f, 1000000.0f, -2.5f, 3.0f};
+    const CImage<float> image = filled<float>(2, 1, {afRef[0], afRef[1], afRef[2], afRef[3]});
     testing::internal::CaptureStdout();
     const CImage<float> out = blob_emph(&image, afRef, -100000, 7);
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
@@ -125,37 +96,36 @@ TEST(BlobEmph, InfoCutTo64AndPointFarOutside)
 TEST(HistogramDistance, FractionOfPixelsBelowInStepsOfOneHundredth)
 {
     forBothPaths([] {
-        // Ten pixels at distances 0, 1, ..., 9 with the limit 10: one per
-        // tenth bin. Half of them lie in the first 41 bins.
+        // Ten pixels at distances 0, 1, ..., 9.
         CImage<float> image(10, 1, 1);
         for (int x = 0; x < 10; ++x)
             image.setPixel(x, 0, 0, std::sqrt(float(x)));
         const float fRef = 0.0f;
-        float fResult = -1.0f;
-        CImage<float> out = HistogramDistance(&image, &fRef, 0.5f, 10.0f, fResult);
-        EXPECT_EQ(fResult, 4.1f);
-        EXPECT_STREQ(out.getChannelInfo(0), "euclid_dist_to_0");
-        EXPECT_EQ(out.getPixel(4, 0, 0), 4.0f);
-        // No fraction: no bin taken.
-        HistogramDistance(&image, &fRef, 0.0f, 10.0f, fResult);
-        EXPECT_EQ(fResult, 0.0f);
-        // Pixels at or beyond the limit are stored but not counted: with
-        // limit 5 only five pixels count, which never reach 60 per cent.
-        out = HistogramDistance(&image, &fRef, 0.6f, 5.0f, fResult);
-        EXPECT_EQ(fResult, 5.0f);
-        EXPECT_EQ(out.getPixel(9, 0, 0), 9.0f);
-        // Exactly reached by the last counted pixel: bin 80 is the 81st.
-        HistogramDistance(&image, &fRef, 0.5f, 5.0f, fResult);
-        EXPECT_EQ(fResult, float((81 * 5.0f) / 100.0));
+        const struct
+        {
+            float fFraction, fLimit, fResult;
+        } cases[] = {
+            {0.5f, 10.0f, 4.1f}, // one per tenth bin: half lie in the first 41 bins
+            {0.0f, 10.0f, 0.0f}, // no fraction: no bin taken
+            // Pixels at or beyond the limit are stored but not counted: with
+            // limit 5 only five pixels count, which never reach 60 per cent.
+            {0.6f, 5.0f, 5.0f},
+            {0.5f, 5.0f, float((81 * 5.0f) / 100.0)}, // reached by the last counted: bin 80
+        };
+        for (const auto& c : cases) {
+            float fResult = -1.0f;
+            const CImage<float> out =
+                HistogramDistance(&image, &fRef, c.fFraction, c.fLimit, fResult);
+            EXPECT_EQ(fResult, c.fResult) << c.fFraction << " " << c.fLimit;
+            EXPECT_EQ(out.getPixel(9, 0, 0), 9.0f);
+            EXPECT_STREQ(out.getChannelInfo(0), "euclid_dist_to_0");
+        }
     });
-}
-
-TEST(HistogramDistance, AllAtTheReferenceTakeOneBin)
-{
-    const CImage<float> image = filled(3, 3, {0.25f, 0.75f});
+    // All at the reference: one bin.
     const float afRef[2] = {0.25f, 0.75f};
     float fResult = 0.0f;
-    const CImage<float> out = HistogramDistance(&image, afRef, 0.5f, 2.0f, fResult);
+    const CImage<float> same = filled<float>(3, 3, {0.25f, 0.75f});
+    const CImage<float> out = HistogramDistance(&same, afRef, 0.5f, 2.0f, fResult);
     EXPECT_EQ(fResult, 0.02f);
     EXPECT_STREQ(out.getChannelInfo(0), "euclid_dist_to_0.25_0.75");
 }
@@ -172,11 +142,10 @@ TEST(PointerDistance, SameDistancesAsTheAccessorsAndIgnoresItsFloats)
         expectSameImage(viaPointers, viaHistogram);
         EXPECT_STREQ(viaPointers.getChannelInfo(0), "euclid_dist_to_0.5_-1_2");
 
-        const CImage<float> same = filled(3, 2, {0.5f, -1.0f, 2.0f});
-        const CImage<float> zeros = PointerDistance(&same, afRef, 0.0f, 0.0f, fUntouched);
-        for (int y = 0; y < 2; ++y)
-            for (int x = 0; x < 3; ++x)
-                EXPECT_EQ(zeros.getPixel(x, y, 0), 0.0f);
+        const CImage<float> same = filled<float>(3, 2, {0.5f, -1.0f, 2.0f});
+        CImage<float> zeros = filled<float>(3, 2, {0});
+        zeros.setChannelInfo("euclid_dist_to_0.5_-1_2", 0);
+        expectSameImage(PointerDistance(&same, afRef, 0.0f, 0.0f, fUntouched), zeros);
 
         const CImage<float> none(2, 2, 0);
         const CImage<float> empty = PointerDistance(&none, afRef, 0.0f, 0.0f, fUntouched);
@@ -192,4 +161,3 @@ TEST(PointerDistanceDeathTest, HeightZeroEndsTheProcessAtTheRowAccess)
     float fResult = 0.0f;
     EXPECT_DEATH(PointerDistance(&flat, &fRef, 0.0f, 0.0f, fResult), "iRow < iHeight");
 }
-

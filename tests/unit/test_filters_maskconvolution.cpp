@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "FastVsReference.h"
+#include "FilterRun.h"
 #include "PixelTypes.h"
 #include "filters/CConvolutionFilter.h"
 
@@ -42,16 +43,6 @@ CImage<T> convolve(const CImage<T>& in, std::vector<float>& mask, int iSize, int
     return out;
 }
 
-template <class T> CImage<T> constant(int w, int h, int c, T value)
-{
-    CImage<T> image(w, h, c);
-    for (int ch = 0; ch < c; ++ch)
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x)
-                image.setPixel(x, y, ch, value);
-    return image;
-}
-
 } // namespace
 
 TEST(MaskGenerator, AverageIsNineNinthsAndKeepsAConstant)
@@ -60,17 +51,20 @@ TEST(MaskGenerator, AverageIsNineNinthsAndKeepsAConstant)
     for (float w : mask)
         EXPECT_EQ(w, float(1.0 / 9));
     expectSums(mask, 1.0, 0.0);
-    std::vector<float> own = mask;
-    forBothPaths([&] {
-        const CImage<float> out = convolve(constant(4, 3, 2, 5.0f), own, 3);
-        for (int c = 0; c < 2; ++c)
-            for (int y = 0; y < 3; ++y)
-                for (int x = 0; x < 4; ++x)
-                    EXPECT_EQ(out.getPixel(x, y, c), 5.0f);
+    // Without a mask set the filter generates one in a buffer of its own.
+    forBothPaths([] {
+        CConvolutionFilter<float> filter(3, 9.0f, 0.0f, 1.0f, 0);
+        EXPECT_EQ(filter.mask(), nullptr);
+        const CImage<float> in = filled<float>(4, 3, {5, 5});
+        CImage<float> out(1, 1, 1);
+        filter.exec(&in, &out);
+        expectSameImage(out, in);
+        ASSERT_NE(filter.mask(), nullptr);
+        EXPECT_EQ(filter.mask()[4], float(1.0 / 9));
     });
 }
 
-TEST(MaskGenerator, GaussIsSymmetricAndSumsToOne)
+TEST(MaskGenerator, GaussIsSymmetricSumsToOneAndShiftsEvenSizesByHalfAPixel)
 {
     for (int iSize : {3, 5, 6}) {
         const std::vector<float> m = generate(iSize, 0.0f, 0.0f, 2.0f);
@@ -88,6 +82,13 @@ TEST(MaskGenerator, GaussIsSymmetricAndSumsToOne)
     const std::vector<float> m = generate(3, 0.0f);
     EXPECT_NEAR(m[4] / m[5], std::exp(1.0), 1e-5);
     EXPECT_NEAR(m[4] / m[0], std::exp(2.0), 1e-5);
+    // Size 4: offsets +-0.5 and +-1.5, so the four inner cells are equal and
+    // lie at squared radius 0.5.
+    const std::vector<float> even = generate(4, 0.0f);
+    EXPECT_EQ(even[5], even[6]);
+    EXPECT_EQ(even[5], even[9]);
+    EXPECT_EQ(even[5], even[10]);
+    EXPECT_NEAR(even[5] / even[0], std::exp(4.0), 1e-4); // 4.5 - 0.5
 }
 
 TEST(MaskGenerator, OddDerivativesAreAntisymmetricInTheRowOffset)
@@ -143,49 +144,16 @@ TEST(MaskGenerator, QuarterTurnTransposesTheBar)
     EXPECT_LT(upright[0], 0.0f);
 }
 
-TEST(MaskGenerator, EvenSizesUseHalfPixelOffsets)
-{
-    // Size 4: offsets +-0.5 and +-1.5, so the four inner cells are equal and
-    // lie at squared radius 0.5.
-    const std::vector<float> m = generate(4, 0.0f);
-    EXPECT_EQ(m[5], m[6]);
-    EXPECT_EQ(m[5], m[9]);
-    EXPECT_EQ(m[5], m[10]);
-    EXPECT_NEAR(m[5] / m[0], std::exp(4.0), 1e-4); // 4.5 - 0.5
-}
-
-TEST(MaskGenerator, OwnBufferWhenNoMaskIsSet)
-{
-    CConvolutionFilter<float> filter(3, 9.0f, 0.0f, 1.0f, 0);
-    EXPECT_EQ(filter.mask(), nullptr);
-    const CImage<float> in = constant(2, 2, 1, 5.0f);
-    CImage<float> out(1, 1, 1);
-    filter.exec(&in, &out);
-    ASSERT_NE(filter.mask(), nullptr);
-    EXPECT_EQ(filter.mask()[4], float(1.0 / 9));
-    EXPECT_EQ(out.getPixel(1, 1, 0), 5.0f);
-    EXPECT_EQ(filter.iSrcDepth, 32);
-    EXPECT_EQ(filter.iTgtDepth, 32);
-}
-
 TEST(MaskConvolution, RefusesAMissingExternalMaskAndHugeSizes)
 {
     const CImage<unsigned char> in(3, 3, 1);
     CImage<unsigned char> out(1, 1, 1);
     CConvolutionFilter<unsigned char> external(3, 0.0f, 0.0f, 1.0f, 1);
-    try {
-        external.exec(&in, &out);
-        ADD_FAILURE();
-    } catch (const CException& e) {
-        EXPECT_STREQ(e.what(), "CConvolutionFilter: no mask to convolve with!");
-    }
+    expectRefusal([&] { external.exec(&in, &out); },
+                  "CConvolutionFilter: no mask to convolve with!");
     CConvolutionFilter<unsigned char> huge(100000, 0.0f, 0.0f, 1.0f, 0);
-    try {
-        huge.exec(&in, &out);
-        ADD_FAILURE();
-    } catch (const CException& e) {
-        EXPECT_STREQ(e.what(), "CConvolutionFilter: mask size 100000 out of range (at most 4096)!");
-    }
+    expectRefusal([&] { huge.exec(&in, &out); },
+                  "CConvolutionFilter: mask size 100000 out of range (at most 4096)!");
 }
 
 TEST(MaskConvolution, ClipToRange)
@@ -204,10 +172,7 @@ TYPED_TEST(MaskConvolutionTyped, ExternalMaskAsGivenWithRepeatedEdges)
 {
     using T = TypeParam;
     forBothPaths([] {
-        CImage<T> in(3, 2, 1);
-        for (int y = 0; y < 2; ++y)
-            for (int x = 0; x < 3; ++x)
-                in.setPixel(x, y, 0, T(10 * y + x + 1));
+        const CImage<T> in = numbered<T>(3, 2, 1, 0, 10, 1);
         // Size 4, r = 1: weight (j, i) reads (x - 1 + i, y - 1 + j).
         std::vector<float> mask(16, 0.0f);
         mask[0] = 2.0f; // (x - 1, y - 1), not normalised
@@ -235,38 +200,26 @@ TYPED_TEST(MaskConvolutionTyped, EveryChannelAndTheTargetTakesTheSourceShape)
     CConvolutionFilter<T> filter(3, 0.0f, 0.0f, 1.0f, 1);
     filter.pfMask = mask.data();
     filter.exec(&in, &out);
-    ASSERT_EQ(out.width(), 3);
-    ASSERT_EQ(out.channels(), 2);
-    for (int y = 0; y < 3; ++y)
-        for (int x = 0; x < 3; ++x) {
-            EXPECT_EQ(out.getPixel(x, y, 0), T(9));
-            EXPECT_EQ(out.getPixel(x, y, 1), T(18));
-        }
+    expectSameImage(out, filled<T>(3, 3, {T(9), T(18)}));
 }
 
 TEST(MaskConvolution, IntegerDepthsTruncateEachProductAndWrap)
 {
-    forBothPaths([] {
-        std::vector<float> halves(9, 0.5f);
+    // The centre of a 3x3 image of value under a mask of weight.
+    const auto centre = [](auto value, float fWeight, int iSize) {
+        std::vector<float> mask(iSize * iSize, fWeight);
+        return convolve(filled<decltype(value)>(3, 3, {value}), mask, iSize).getPixel(1, 1, 0);
+    };
+    forBothPaths([&] {
         // 3 * 0.5 = 1.5 truncates to 1 nine times: 9, not 13.
-        const CImage<unsigned char> a = convolve(constant<unsigned char>(3, 3, 1, 3), halves, 3);
-        EXPECT_EQ(a.getPixel(1, 1, 0), 9);
-        const CImage<float> f = convolve(constant<float>(3, 3, 1, 3.0f), halves, 3);
-        EXPECT_EQ(f.getPixel(1, 1, 0), 13.5f);
+        EXPECT_EQ(centre((unsigned char)3, 0.5f, 3), 9);
+        EXPECT_EQ(centre(3.0f, 0.5f, 3), 13.5f);
         // Negative weights subtract and wrap instead of clamping.
-        std::vector<float> minus(1, -1.0f);
-        const CImage<unsigned char> b = convolve(constant<unsigned char>(2, 2, 1, 5), minus, 1);
-        EXPECT_EQ(b.getPixel(0, 0, 0), 251);
-        const CImage<unsigned short> c = convolve(constant<unsigned short>(2, 2, 1, 5), minus, 1);
-        EXPECT_EQ(c.getPixel(1, 1, 0), 65531);
-        // Large sums wrap too: nine times 100.
-        std::vector<float> ones(9, 1.0f);
-        const CImage<unsigned char> d = convolve(constant<unsigned char>(3, 3, 1, 100), ones, 3);
-        EXPECT_EQ(d.getPixel(1, 1, 0), 900 % 256);
+        EXPECT_EQ(centre((unsigned char)5, -1.0f, 1), 251);
+        EXPECT_EQ(centre((unsigned short)5, -1.0f, 1), 65531);
+        EXPECT_EQ(centre((unsigned char)100, 1.0f, 3), 900 % 256); // large sums wrap too
         // -0.5 truncates to 0 per term: nothing is subtracted.
-        std::vector<float> small(9, -0.5f);
-        const CImage<unsigned char> e = convolve(constant<unsigned char>(3, 3, 1, 1), small, 3);
-        EXPECT_EQ(e.getPixel(1, 1, 0), 0);
+        EXPECT_EQ(centre((unsigned char)1, -0.5f, 3), 0);
     });
 }
 
@@ -303,9 +256,6 @@ TYPED_TEST(MaskConvolutionTyped, InPlaceReadsWhatItWrites)
         CConvolutionFilter<T> filter(3, 0.0f, 0.0f, 1.0f, 1);
         filter.pfMask = mask.data();
         filter.exec(&image, &image);
-        for (int c = 0; c < 2; ++c)
-            for (int y = 0; y < 5; ++y)
-                for (int x = 0; x < 6; ++x)
-                    EXPECT_EQ(image.getPixel(x, y, c), T(0));
+        expectSameImage(image, filled<T>(6, 5, {T(0), T(0)}));
     }
 }

@@ -1,9 +1,16 @@
 // CTransformation: channel selection, the exec() drivers, assertions, layout.
+#include <cstring>
 #include <string>
 #include <vector>
 
+#include "FilterRun.h"
 #include "PixelTypes.h"
+#include "filters/CConvolutionFilter.h"
+#include "filters/CCortLayerFilter.h"
+#include "filters/CHsiRgbFilter.h"
 #include "filters/CTransformation.h"
+#include "filters/CYuv2Rgb.h"
+#include "filters/CsimpleMedian.h"
 
 namespace {
 
@@ -52,14 +59,14 @@ public:
     }
 };
 
-template <class T> CImage<T> channelsNumbered(int w, int h, int c)
+// The host binding reads a two-image filter's depths straight from the
+// object: the two ints right after the virtual table.
+template <class T> void expectDepthsAfterTheVirtualTable(const CFilter<T, T>& filter, int iDepth)
 {
-    CImage<T> image(w, h, c);
-    for (int ch = 0; ch < c; ++ch)
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x)
-                image.setPixel(x, y, ch, T(10 * ch + y + x));
-    return image;
+    int aiDepths[2];
+    std::memcpy(aiDepths, reinterpret_cast<const char*>(&filter) + sizeof(void*), sizeof aiDepths);
+    EXPECT_EQ(aiDepths[0], iDepth);
+    EXPECT_EQ(aiDepths[1], iDepth);
 }
 
 std::string maskOf(const CTransformation<float>& t, int n)
@@ -164,9 +171,7 @@ TEST(TransformationSelection, LongPatterns)
     EXPECT_EQ(t.selected(), 1);
     EXPECT_TRUE(t.isSelected(511));
     t.setInput(&wide600);
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(t.selectChannel("+"), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(stdoutOf([&] { EXPECT_EQ(t.selectChannel("+"), 0); }),
               std::string(" Illegal selection length: 600 set but 600 required!\a\n") + kDeselect);
     EXPECT_EQ(t.selected(), 0);
 }
@@ -209,7 +214,7 @@ TYPED_TEST_P(TransformationTyped, MaskOperations)
 TYPED_TEST_P(TransformationTyped, SingleChannelDriver)
 {
     using T = TypeParam;
-    const CImage<T> source = channelsNumbered<T>(3, 2, 3);
+    const CImage<T> source = numbered<T>(3, 2, 3, 10, 1, 0);
     CImage<T> target(7, 7, 1);
     Probe<T> t;
     t.setInput(&source);
@@ -234,7 +239,7 @@ TYPED_TEST_P(TransformationTyped, SingleChannelDriver)
     EXPECT_EQ(target.getChannelPtr(1), source.getChannelPtr(1));
 
     // In place: the source is its own target.
-    CImage<T> inPlace = channelsNumbered<T>(2, 2, 2);
+    CImage<T> inPlace = numbered<T>(2, 2, 2, 10, 1, 0);
     t.setInput(&inPlace);
     t.setOutput(&inPlace);
     t.selectChannel(0, false);
@@ -248,7 +253,7 @@ TYPED_TEST_P(TransformationTyped, SingleChannelDriver)
 TYPED_TEST_P(TransformationTyped, ScratchReusesOnlyAnUnsharedResult)
 {
     using T = TypeParam;
-    const CImage<T> source = channelsNumbered<T>(3, 2, 2);
+    const CImage<T> source = numbered<T>(3, 2, 2, 10, 1, 0);
     for (bool bOverwrites : {false, true}) {
         SCOPED_TRACE(bOverwrites);
         CImage<T> target(1, 1, 1);
@@ -279,7 +284,7 @@ TYPED_TEST_P(TransformationTyped, ScratchReusesOnlyAnUnsharedResult)
 TYPED_TEST_P(TransformationTyped, MultiChannelDriver)
 {
     using T = TypeParam;
-    const CImage<T> source = channelsNumbered<T>(3, 2, 4);
+    const CImage<T> source = numbered<T>(3, 2, 4, 10, 1, 0);
     CImage<T> target(5, 5, 3);
     Probe<T> t;
     t.setMutliChannelOp(true);
@@ -300,7 +305,7 @@ TYPED_TEST_P(TransformationTyped, MultiChannelDriver)
 TYPED_TEST_P(TransformationTyped, NothingSelectedLeavesTargetAlone)
 {
     using T = TypeParam;
-    const CImage<T> source = channelsNumbered<T>(2, 2, 2);
+    const CImage<T> source = numbered<T>(2, 2, 2, 10, 1, 0);
     CImage<T> target(1, 1, 1);
     target.setPixel(0, 0, 0, T(7));
     Probe<T> t;
@@ -321,7 +326,7 @@ TYPED_TEST_P(TransformationTyped, NothingSelectedLeavesTargetAlone)
 TYPED_TEST_P(TransformationTyped, BaseModesOnlyReport)
 {
     using T = TypeParam;
-    const CImage<T> source = channelsNumbered<T>(2, 1, 1);
+    const CImage<T> source = numbered<T>(2, 1, 1, 10, 1, 0);
     CImage<T> target(1, 1, 1);
     Probe<T> t;
     t.bUseBase = true;
@@ -344,10 +349,22 @@ TYPED_TEST_P(TransformationTyped, LayoutIndependentOfElementType)
     EXPECT_EQ(Probe<TypeParam>().fieldOffsets(), Probe<unsigned char>().fieldOffsets());
 }
 
+TYPED_TEST_P(TransformationTyped, TwoImageFiltersKeepTheirDepthsAfterTheVirtualTable)
+{
+    using T = TypeParam;
+    const int iDepth = tirn::PixelTraits<T>::depth;
+    expectDepthsAfterTheVirtualTable<T>(CYuv2Rgb<T>(true), iDepth);
+    expectDepthsAfterTheVirtualTable<T>(CHsiRgbFilter<T>(0), iDepth);
+    expectDepthsAfterTheVirtualTable<T>(CCortLayerFilter<T>(), iDepth);
+    expectDepthsAfterTheVirtualTable<T>(CsimpleMedian<T>(1), iDepth);
+    // The convolution filter starts at 32 whatever T is.
+    expectDepthsAfterTheVirtualTable<T>(CConvolutionFilter<T>(3, 0.0f, 0.0f, 1.0f, 0), 32);
+}
+
 TYPED_TEST_P(TransformationTyped, SourceChangingChannelCount)
 {
     using T = TypeParam;
-    CImage<T> source = channelsNumbered<T>(2, 2, 2);
+    CImage<T> source = numbered<T>(2, 2, 2, 10, 1, 0);
     CImage<T> target(1, 1, 1);
     Probe<T> t;
     t.setInput(&source);
@@ -366,6 +383,7 @@ REGISTER_TYPED_TEST_SUITE_P(TransformationTyped, MaskOperations, SingleChannelDr
                             ScratchReusesOnlyAnUnsharedResult,
                             MultiChannelDriver, NothingSelectedLeavesTargetAlone,
                             BaseModesOnlyReport, LayoutIndependentOfElementType,
+                            TwoImageFiltersKeepTheirDepthsAfterTheVirtualTable,
                             SourceChangingChannelCount);
 INSTANTIATE_TYPED_TEST_SUITE_P(All, TransformationTyped, PixelTypes);
 
