@@ -22,9 +22,9 @@ using tirnhost::UnitRecord;
 using tirnhost::Window;
 
 const char kFolder[] = "tirnvision";
-const char kImageType[] = "tirnvision.CImage";
 
 typedef UnitRecord* (*DisplayFn)(char*, int, int, int, int, int, int, char*, UnitRecord*);
+typedef UnitRecord* (*ConvolutionFn)(int, int, float, float, float, int, UnitRecord*);
 
 class AbiUnits : public AbiTest
 {
@@ -33,11 +33,6 @@ protected:
     {
         AbiTest::SetUp();
         net = std::make_unique<Network>(*m);
-    }
-    void TearDown() override
-    {
-        net.reset();
-        AbiTest::TearDown();
     }
     Unit* create(const std::string& sIcon, const std::vector<Answer>& answers = {})
     {
@@ -122,29 +117,28 @@ TEST_F(AbiUnits, BadInputGivesAWarningAndNoUnit)
         EXPECT_EQ(create("display_image", {{2, "80"}, {3, "61"}, {"Zoom", "2"}}), nullptr);
     }
     EXPECT_EQ(create("ConvolutionFilter", {{"Quadratische Maskengroesse", "257"}}), nullptr);
-    typedef UnitRecord* (*TwoInts)(int, int, UnitRecord*);
-    typedef UnitRecord* (*Convolution)(int, int, float, float, float, int, UnitRecord*);
-    UnitRecord bogus{};
-    for (UnitRecord* pHolder : {static_cast<UnitRecord*>(nullptr), &bogus}) {
-        for (const char* pc : {"HSI_RGB_Filter", "CortLayerFilter", "CImageToDynPins",
-                               "DynPinsToCImage"})
-            EXPECT_EQ(reinterpret_cast<TwoInts>(m->symbol(pc))(2, 1, pHolder), nullptr) << pc;
-        EXPECT_EQ(reinterpret_cast<Convolution>(m->symbol("ConvolutionFilter"))(2, 3, 0, 0, 1, 0,
-                                                                              pHolder),
-                  nullptr);
-    }
     EXPECT_EQ(m->takeWarnings(),
               (std::vector<std::string>{
                   "display_image: Unknown image depth!", "display_image: failed to create unit!",
                   "CImageToPins: failed to create unit!", "display_image: failed to create unit!",
                   "primitive_unit: 66049 value pins, more than 65536",
-                  "Convolution_Filter: failed to create unit!",
-                  "HSI_RGB_Filter: illegal host unit!", "CortLayer_Filter: illegal host unit!",
-                  "CImageToPins: illegal host unit!", "PinsToCImage: illegal host unit!",
-                  "Convolution_Filter: illegal host unit!", "HSI_RGB_Filter: illegal host unit!",
-                  "CortLayer_Filter: illegal host unit!", "CImageToPins: illegal host unit!",
-                  "PinsToCImage: illegal host unit!", "Convolution_Filter: illegal host unit!"}));
+                  "Convolution_Filter: failed to create unit!"}));
     EXPECT_EQ(net->units().size(), 1u);
+
+    typedef UnitRecord* (*TwoInts)(int, int, UnitRecord*);
+    UnitRecord bogus{};
+    for (UnitRecord* pHolder : {static_cast<UnitRecord*>(nullptr), &bogus}) {
+        for (const char* pc : {"HSI_RGB_Filter", "CortLayerFilter", "CImageToDynPins",
+                               "DynPinsToCImage"})
+            EXPECT_EQ(reinterpret_cast<TwoInts>(m->symbol(pc))(2, 1, pHolder), nullptr) << pc;
+        auto convolution = reinterpret_cast<ConvolutionFn>(m->symbol("ConvolutionFilter"));
+        EXPECT_EQ(convolution(2, 3, 0, 0, 1, 0, pHolder), nullptr);
+        EXPECT_EQ(m->takeWarnings(),
+                  (std::vector<std::string>{
+                      "HSI_RGB_Filter: illegal host unit!", "CortLayer_Filter: illegal host unit!",
+                      "CImageToPins: illegal host unit!", "PinsToCImage: illegal host unit!",
+                      "Convolution_Filter: illegal host unit!"}));
+    }
 }
 
 TEST_F(AbiUnits, PinUnitsChosenByTheEnteredSize)
@@ -187,9 +181,7 @@ TEST_F(AbiUnits, ImageToPinsAndBack)
     Unit* fix = create("CImageToPins", {{0, "4"}, {1, "4"}, {2, "2"}, {3, "float"}});
     feed(fix, 32, 2, 2, 1);
     ASSERT_TRUE(net->run({fix}));
-    std::vector<float> expected(16, 0.0f);
-    expected[1] = 1, expected[2] = 10, expected[3] = 11;
-    EXPECT_EQ(fix->floats(0), expected);
+    EXPECT_EQ(fix->floats(0), (Floats{0, 1, 10, 11, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}));
     EXPECT_EQ(fix->floats(1), std::vector<float>(16, 0.0f));
 
     // Back to an image: 3x2 from two channel pins, then incoherent lengths.
@@ -406,8 +398,7 @@ TEST_F(AbiUnits, ConvolutionUnitReadsItsPinsOnEveryRun)
     feed(ext, 32, 5, 4, 1);
     EXPECT_EQ(stdoutOf([&] { net->run({ext}); }).find("Filter:"), std::string::npos);
 
-    typedef UnitRecord* (*Convolution)(int, int, float, float, float, int, UnitRecord*);
-    UnitRecord* bare = reinterpret_cast<Convolution>(m->symbol("ConvolutionFilter"))(
+    UnitRecord* bare = reinterpret_cast<ConvolutionFn>(m->symbol("ConvolutionFilter"))(
         3, 3, 0, 0, 1, 0, net->holder());
     ASSERT_NE(bare, nullptr);
     EXPECT_EQ(bare->pfExec, nullptr);
