@@ -48,7 +48,7 @@ protected:
     // and the given calls before exec; a two-image filter's exec takes both.
     // The output must come back with the input's size.
     void tour(const std::string& sClass, const std::vector<Arg>& ctor, int iDepth, int iChannels,
-              const std::vector<std::pair<const char*, std::vector<Arg>>>& calls)
+              const Calls& calls)
     {
         m_sClass = sClass;
         void* pFilter = m->create(sClass, ctor);
@@ -87,48 +87,14 @@ protected:
 
 TEST_F(AbiClassTour, EveryFilterClassAtEveryDepth)
 {
-    std::vector<float> mask = {1, 2, 1}, convolution(25, 0.0f);
-    const Arg X = Arg::text("X");
-    const struct
-    {
-        const char* pcClass;
-        int iChannels;
-        std::vector<std::pair<const char*, std::vector<Arg>>> calls;
-    } kClasses[] = {
-        {"CMedianFilter", 3, {{"setNeighborhood", {I(3)}}, {"selectChannel", {Arg::text("X#X")}}}},
-        {"CCombineChannel", 3,
-         {{"setOperation", {I(0)}}, {"selectChannel", {Arg::text("XX#")}},
-          {"selectChannel", {I(2), I(1)}}, {"selected", {}}}},
-        {"CNormalizeRGB", 3, {}},
-        {"CDistance", 3, {}},
-        {"CThreshold", 3, {}},
-        {"CGenericConvolution", 2,
-         {{"setParameters", {Arg::floats(mask), F(0.25f), I(3), I(1)}},
-          {"selectChannel", {Arg::text("XX")}}}},
-        {"CGaussFilter", 1, {{"setBandwidth", {F(1.0f)}}, {"selectChannel", {X}}}},
-        {"CMeanFilter", 2,
-         {{"prohibitMMX", {}}, {"setParameters", {I(3), I(3)}}, {"setNeighborhood", {I(3)}},
-          {"selectChannel", {Arg::text("+")}}}},
-        {"CSobelFilter", 1,
-         {{"setNeighborhood", {I(5)}}, {"setDirection", {}}, {"selectChannel", {X}}}},
-        {"CRankFilter", 1,
-         {{"setNeighborhood", {I(3)}}, {"setRank", {I(4)}}, {"selectChannel", {X}}}},
-        {"CShadingFilter", 1,
-         {{"setSize", {I(3)}}, {"setConstant", {F(2.0f)}}, {"selectChannel", {X}}}},
-        {"CSelectChannel", 3, {{"selectChannel", {Arg::text("#XX")}}}},
-        {"CColormap", 1, {{"setType", {I(1)}}}},
-        {"CsimpleMedian", 1, {}},
-        {"CHsiRgbFilter", 3, {}},
-        {"CConvolutionFilter", 1, {}},
-        {"CYuv2Rgb", 3, {}},
-    };
+    std::vector<float> convolution(25, 0.0f);
     // The two-image classes with their defaults, then with arguments.
     tour("CsimpleMedian", {}, 32, 2, {});
     tour("CHsiRgbFilter", {}, 8, 3, {});
     tour("CConvolutionFilter", {}, 8, 2, {});
     tour("CYuv2Rgb", {}, 8, 3, {});
     for (int d : kDepths)
-        for (const auto& k : kClasses) {
+        for (const FilterClass& k : filterClasses()) {
             const std::string sClass = k.pcClass;
             std::vector<Arg> ctor = {I(d)};
             if (sClass == "CColormap" || sClass == "CsimpleMedian" || sClass == "CHsiRgbFilter")
@@ -140,7 +106,7 @@ TEST_F(AbiClassTour, EveryFilterClassAtEveryDepth)
             tour(sClass, ctor, d, k.iChannels, k.calls);
         }
     EXPECT_EQ(errors(), Errors());
-    for (const auto& k : kClasses)
+    for (const FilterClass& k : filterClasses())
         expectAllCalled(k.pcClass);
 }
 

@@ -95,7 +95,6 @@ TEST_F(AbiSymbols, ClassTablesInTheHostsOrder)
     ASSERT_EQ(m->classes().size(), 20u);
     for (std::size_t i = 0; i < 20; ++i)
         EXPECT_EQ(m->classes()[i].name, kClassOrder[i]) << i;
-    EXPECT_EQ(m->classes()[0].prototypes.size(), 54u);
 
     auto classes = static_cast<const char* const* const*>(m->symbol("CLASSES_tirnvision"));
     ASSERT_NE(classes, nullptr);
@@ -114,9 +113,7 @@ TEST_F(AbiSymbols, ClassTablesInTheHostsOrder)
         {{3, 1}, "CMedianFilter(int iDEpth = 32)"},
         {{3, 7}, "int selectChannel(  char*)"},
         {{5, 9}, "CCombineChannel_1_:"},
-        {{13, 1}, "CSobelFilter(int iDepth = 32, int iWidth=3,int iDirection = 0)"},
-        {{18, 1}, "CConvolutionFilter(int iSrcDepth=8, float*=0, int=1, int=0, float=0, float=1, "
-                  "int=0)"}};
+        {{13, 1}, "CSobelFilter(int iDepth = 32, int iWidth=3,int iDirection = 0)"}};
     for (const auto& [where, pcLine] : kLines)
         EXPECT_STREQ(classes[where.first][where.second], pcLine);
 }
