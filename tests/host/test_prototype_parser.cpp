@@ -15,7 +15,8 @@ using namespace tirnhost;
 // number of required parameters and the export name, on one line.
 std::string summary(const Prototype& p)
 {
-    static const char* const kTypes[] = {"void", "int", "float", "text", "bytes", "floats", "image"};
+    static const char* const kTypes[] = {"void",  "int",    "float", "text",
+                                         "bytes", "floats", "image"};
     static const char* const kKinds[] = {"method", "ctor", "dtor", "pin"};
     std::ostringstream s;
     s << kKinds[int(p.kind)] << ' ' << kTypes[int(p.result)] << ' ' << p.name << '(';
@@ -55,7 +56,8 @@ TEST(PrototypeParser, LinesAndWhatTheyDeclare)
         {"void exec()", "M_0_", "method void exec() 0 M_0_exec"},
         {"~CMedianFilter(void)", "M_0_", "dtor void CMedianFilter() 0 M_0_FREE_CMedianFilter"},
         {"~CImage()", "CImage_", "dtor void CImage() 0 CImage_FREE_CImage"},
-        {"COMPATIBLE_CImage ()", "CImage_", "pin void COMPATIBLE_CImage() 0 CImage_COMPATIBLE_CImage"},
+        {"COMPATIBLE_CImage ()", "CImage_",
+         "pin void COMPATIBLE_CImage() 0 CImage_COMPATIBLE_CImage"},
         {"DESCRIBE_CImage()", "CImage_", "pin void DESCRIBE_CImage() 0 CImage_DESCRIBE_CImage"},
     };
     for (const auto& c : cases)
