@@ -71,6 +71,7 @@ TEST(PrototypeParser, BadLinesAreRefusedWithTheLine)
         "int width() const",           // text after it
         "long width()",                // unknown result type
         "void f(double)",              // unknown parameter type
+        "void f(integer)",             // a type word must be whole
         "void f(int=abc)",             // bad default
         "void f(int=1.5)",             // int default not whole
         "void f(int a=1e300)",         // outside the int range (was undefined)
