@@ -77,6 +77,12 @@ int fail(int iErrno)
     return -1;
 }
 
+void* mapFail(int iErrno)
+{
+    errno = iErrno;
+    return MAP_FAILED;
+}
+
 int deviceOfPath(const char* pcPath)
 {
     int d = -1;
@@ -91,8 +97,7 @@ int deviceOfPath(const char* pcPath)
 struct V4L1Buffer
 {
     bool queued = false;
-    int width = 0;
-    int height = 0;
+    int width = 0, height = 0;
     long slot = 0;
 };
 
@@ -179,8 +184,7 @@ TIRN_CANCELLATION_FRAME int v1Ioctl(int fd, unsigned long ulRequest, void* pArg)
         capability.channels = 4;
         capability.maxwidth = config.maxwidth;
         capability.maxheight = config.maxwidth * 3 / 4;
-        capability.minwidth = 1;
-        capability.minheight = 1;
+        capability.minwidth = capability.minheight = 1;
         return 0;
     }
     case VIDIOCSCHAN: {
@@ -219,8 +223,8 @@ TIRN_CANCELLATION_FRAME int v1Ioctl(int fd, unsigned long ulRequest, void* pArg)
         buffer.height = request.height;
         buffer.slot = device.clock.assign(config.intervalMs);
         ++device.stats.captures;
-        device.stats.lastWidth = request.width;
-        device.stats.lastHeight = request.height;
+        device.stats.lastWidth = buffer.width;
+        device.stats.lastHeight = buffer.height;
         device.stats.callers.insert(std::this_thread::get_id());
         return 0;
     }
@@ -235,23 +239,17 @@ void* v1Mmap(void*, std::size_t length, int, int, int fd, std::int64_t offset)
 {
     std::lock_guard<std::mutex> lock(g_v1Mutex);
     V4L1Device* pDevice = v1Device(fd);
-    if (!pDevice) {
-        errno = EBADF;
-        return MAP_FAILED;
-    }
+    if (!pDevice)
+        return mapFail(EBADF);
     if (g_v1Config.map == V4L1Config::MapNull) {
         errno = ENOMEM;
         return nullptr;
     }
-    if (g_v1Config.map == V4L1Config::MapFailed) {
-        errno = ENODEV;
-        return MAP_FAILED;
-    }
+    if (g_v1Config.map == V4L1Config::MapFailed)
+        return mapFail(ENODEV);
     if (offset != 0 || length != std::size_t(g_v1Config.frames) * g_v1Config.frameBytes ||
-        pDevice->area) {
-        errno = EINVAL;
-        return MAP_FAILED;
-    }
+        pDevice->area)
+        return mapFail(EINVAL);
     pDevice->area = new unsigned char[length]();
     pDevice->areaSize = length;
     return pDevice->area;
@@ -368,19 +366,16 @@ int v2Ioctl(int fd, unsigned long ulRequest, void* pArg)
         if (format.type != V4L2_BUF_TYPE_VIDEO_CAPTURE || !g_v2.buffers.empty())
             return fail(format.type != V4L2_BUF_TYPE_VIDEO_CAPTURE ? EINVAL : EBUSY);
         // The nearest of the sizes this camera has.
-        static const unsigned kSizes[3][2] = {{160, 120}, {320, 240}, {640, 480}};
-        unsigned best = 0, bestDistance = ~0u;
-        for (unsigned i = 0; i < 3; ++i) {
-            const unsigned distance =
-                unsigned(std::abs(int(kSizes[i][0]) - int(format.fmt.pix.width)) +
-                         std::abs(int(kSizes[i][1]) - int(format.fmt.pix.height)));
-            if (distance < bestDistance) {
-                best = i;
+        int bestDistance = -1;
+        for (unsigned w : {160u, 320u, 640u}) {
+            const int distance = std::abs(int(w) - int(format.fmt.pix.width)) +
+                                 std::abs(int(w * 3 / 4) - int(format.fmt.pix.height));
+            if (bestDistance < 0 || distance < bestDistance) {
+                g_v2.width = w;
+                g_v2.height = w * 3 / 4;
                 bestDistance = distance;
             }
         }
-        g_v2.width = kSizes[best][0];
-        g_v2.height = kSizes[best][1];
         format.fmt.pix.width = g_v2.width;
         format.fmt.pix.height = g_v2.height;
         format.fmt.pix.pixelformat = g_v2Config.rgb24 ? V4L2_PIX_FMT_RGB24 : V4L2_PIX_FMT_YUYV;
@@ -441,10 +436,8 @@ void* v2Mmap(void*, std::size_t length, int, int, int fd, std::int64_t offset)
     std::lock_guard<std::mutex> lock(g_v2Mutex);
     const std::size_t index = std::size_t(offset) / kOffsetStep;
     if (fd != 200 || offset % kOffsetStep != 0 || index >= g_v2.buffers.size() ||
-        g_v2.buffers[index].data.size() != length || g_v2.buffers[index].mapped) {
-        errno = EINVAL;
-        return MAP_FAILED;
-    }
+        g_v2.buffers[index].data.size() != length || g_v2.buffers[index].mapped)
+        return mapFail(EINVAL);
     g_v2.buffers[index].mapped = true;
     ++g_v2.stats.mapped;
     return g_v2.buffers[index].data.data();
