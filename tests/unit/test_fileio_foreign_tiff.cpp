@@ -29,9 +29,6 @@ struct Page
     int nRowsPerStrip = 2; // several strips, the last one short for odd heights
 };
 
-// Stored value of page d at stored row r, column x: distinct everywhere.
-unsigned storedValue(int d, int r, int x) { return unsigned(50 * d + 10 * r + x + 1); }
-
 void writeTiff(const std::string& sPath, const std::vector<Page>& pages)
 {
     TIFF* pTiff = TIFFOpen(sPath.c_str(), "w");
@@ -52,13 +49,19 @@ void writeTiff(const std::string& sPath, const std::vector<Page>& pages)
         const int nRowBytes = page.iWidth * page.nSamples * page.nBits / 8;
         std::vector<unsigned char> row(static_cast<std::size_t>(nRowBytes));
         for (int r = 0; r < page.iHeight; ++r) {
-            for (int i = 0; i < nRowBytes; ++i)
-                row[std::size_t(i)] = static_cast<unsigned char>(storedValue(int(d), r, i));
+            for (int i = 0; i < nRowBytes; ++i) // distinct in every page, row and column
+                row[std::size_t(i)] = static_cast<unsigned char>(50 * d + 10 * r + i + 1);
             ASSERT_EQ(TIFFWriteScanline(pTiff, row.data(), uint32_t(r), 0), 1);
         }
         ASSERT_EQ(TIFFWriteDirectory(pTiff), 1);
     }
     TIFFClose(pTiff);
+}
+
+// What the reader makes of writeTiff's pages: the first row stored last.
+template <class T> CImage<T> upsideDown(int w, int h, int nPages)
+{
+    return numbered<T>(w, h, nPages, 50, -10, 10 * (h - 1) + 1);
 }
 
 // A 2x2 image with one set pixel, for the loads that must leave it alone.
@@ -68,9 +71,7 @@ template <class T> class TiffReading : public FileTest
 {
 };
 TYPED_TEST_SUITE(TiffReading, PixelTypes);
-using TiffReadingData = FileTest;
 using TiffReadingRefusals = FileTest;
-using TiffReadingDispatch = FileTest;
 
 } // namespace
 
@@ -82,34 +83,19 @@ TYPED_TEST(TiffReading, PagesBecomeChannelsTurnedUpsideDown)
     writeTiff(sPath, {{4, 3, "first page"}, {4, 3, nullptr}, {4, 3, sLong.c_str()}});
     CImage<T> image(1, 1, 1);
     EXPECT_EQ(load(image, sPath, FORMAT_TIFF).said(), "1: "); // this reader prints nothing
-    CImage<T> expected(4, 3, 3);
-    for (int d = 0; d < 3; ++d)
-        for (int y = 0; y < 3; ++y)
-            for (int x = 0; x < 4; ++x)
-                expected.setPixel(x, y, d, T(storedValue(d, 2 - y, x))); // first row stored last
+    CImage<T> expected = upsideDown<T>(4, 3, 3);
     expected.setChannelInfo("first page", 0);
     expected.setChannelInfo(std::string(64, 'L').c_str(), 2);
     expectSameImage(image, expected);
-}
 
-TEST_F(TiffReadingData, CompressedStripsAndOneRowImages)
-{
-    const std::string sPath = dir.file("deflate.tif"), sRow = dir.file("row.tif");
+    // Compressed strips, and a single row.
     writeTiff(sPath, {{5, 7, nullptr, 8, 1, COMPRESSION_ADOBE_DEFLATE, 3}});
-    CImage<unsigned char> image(1, 1, 1);
-    ASSERT_EQ(load(image, sPath, FORMAT_TIFF).iResult, 1);
-    CImage<unsigned char> expected(5, 7, 1);
-    for (int y = 0; y < 7; ++y)
-        for (int x = 0; x < 5; ++x)
-            expected.setPixel(x, y, 0, static_cast<unsigned char>(storedValue(0, 6 - y, x)));
-    expectSameImage(image, expected);
-
-    writeTiff(sRow, {{5, 1, nullptr}});
-    ASSERT_EQ(load(image, sRow, FORMAT_TIFF).iResult, 1);
-    expectSameImage(image, pixels<unsigned char>(5, 1, 1, {1, 2, 3, 4, 5}));
+    expectSameImage(loaded<T>(sPath, FORMAT_TIFF), upsideDown<T>(5, 7, 1));
+    writeTiff(sPath, {{5, 1, nullptr}});
+    expectSameImage(loaded<T>(sPath, FORMAT_TIFF), upsideDown<T>(5, 1, 1));
 }
 
-TEST_F(TiffReadingRefusals, FilesThisReaderCannotTakeLeaveTheImageAlone)
+TEST_F(TiffReadingRefusals, RefusedFilesLeaveTheImageAloneUnlessReadByExtension)
 {
     // Regression: once GraphicsMagick is initialised its process-wide
     // libtiff handlers abort on diagnostics from reads outside it.
@@ -154,13 +140,9 @@ TEST_F(TiffReadingRefusals, FilesThisReaderCannotTakeLeaveTheImageAlone)
         EXPECT_EQ(load(image, sFile, FORMAT_TIFF).said(), "0: ");
         expectSameImage(image, sentinel<float>());
     }
-}
 
-TEST_F(TiffReadingDispatch, FormatDefaultSendsTifToGraphicsMagick)
-{
-    // Format 0 is the only way into this reader; by extension a .tif goes
+    // FORMAT_TIFF is the only way into this reader: by extension a .tif goes
     // to GraphicsMagick, which also reads what libtiff is refused here.
-    const std::string sPath = dir.file("deep.tif");
     writeTiff(sPath, {{3, 2, nullptr, 16}});
     CImage<unsigned short> image(1, 1, 1);
     const Outcome run = load(image, sPath);
