@@ -318,7 +318,12 @@ template <class F> Magick::Image shortPicture(int w, int h, const char* pcMap, F
 
 } // namespace
 
-TEST(MagickPixels, EveryQuantumScalesLikeTheFloatExportAndRintf)
+// Every quantum scales as the float export and rintf give it. The row loop
+// that the reader runs gives those bytes on every SIMD target, from a start
+// that leaves a scalar tail behind the vectors; it calls a row exact when
+// every red, green and blue quantum is an 8-bit value's: one other quantum
+// anywhere (a vector's lane or the tail) makes it inexact, opacity never.
+TEST(MagickPixels, RowsScaleLikeTheFloatExportAndKnowWhenTheyAreExact)
 {
     ASSERT_TRUE(tirn::ensureMagickInitialised());
     constexpr unsigned nQuanta = unsigned(MaxRGB) + 1;
@@ -333,11 +338,16 @@ TEST(MagickPixels, EveryQuantumScalesLikeTheFloatExportAndRintf)
         ASSERT_EQ(p[q].red, q);
         ASSERT_EQ(float(toByte(Magick::Quantum(q))), std::rint(255.0f * afExported[3 * q])) << q;
     }
-    // The row loop that the reader runs gives the same bytes on every SIMD
-    // target, from a start that leaves a scalar tail behind the vectors.
     std::vector<unsigned char> bytes(3 * std::size_t(nQuanta));
+    constexpr int nWidth = 37;
+    const auto exact = [&](const Magick::Image& row) {
+        return tirn::rowToBytes(tirn::pixelRow(row, 0), nWidth, bytes.data(), bytes.data() + nWidth,
+                                bytes.data() + 2 * nWidth);
+    };
+    const auto eightBit = [](std::size_t i) { return (i * 37 % 256) * (65535 / 255); };
     for (std::int64_t target : hwy::SupportedAndGeneratedTargets()) {
         hwy::SetSupportedTargetsForTest(target);
+        SCOPED_TRACE(hwy::TargetName(target));
         for (unsigned uStart : {0u, 3u}) {
             std::fill(bytes.begin(), bytes.end(), 0);
             const std::size_t n = nQuanta - uStart;
@@ -347,28 +357,8 @@ TEST(MagickPixels, EveryQuantumScalesLikeTheFloatExportAndRintf)
             for (std::size_t i = 0; i < n; ++i)
                 want[i] = want[n + i] = want[2 * n + i] = toByte(Magick::Quantum(uStart + i));
             want.resize(bytes.size(), 0);
-            ASSERT_EQ(bytes, want) << hwy::TargetName(target) << " from " << uStart;
+            ASSERT_EQ(bytes, want) << "from " << uStart;
         }
-    }
-    hwy::SetSupportedTargetsForTest(0);
-}
-
-// A row is exact when every red, green and blue quantum is an 8-bit value's;
-// one other quantum anywhere (a vector's lane or the tail) makes it inexact,
-// and opacity never does.
-TEST(MagickPixels, RowIsExactOnlyWhenEveryColourQuantumIsAnEightBitValue)
-{
-    ASSERT_TRUE(tirn::ensureMagickInitialised());
-    constexpr int nWidth = 37;
-    std::vector<unsigned char> bytes(3 * nWidth);
-    const auto exact = [&](const Magick::Image& row) {
-        return tirn::rowToBytes(tirn::pixelRow(row, 0), nWidth, bytes.data(), bytes.data() + nWidth,
-                                bytes.data() + 2 * nWidth);
-    };
-    const auto eightBit = [](std::size_t i) { return (i * 37 % 256) * (65535 / 255); };
-    for (std::int64_t target : hwy::SupportedAndGeneratedTargets()) {
-        hwy::SetSupportedTargetsForTest(target);
-        SCOPED_TRACE(hwy::TargetName(target));
         EXPECT_TRUE(exact(shortPicture(nWidth, 1, "RGBA", [&](std::size_t i) {
             return i % 4 == 3 ? 1 : eightBit(i); // opacity is not looked at
         })));
