@@ -84,7 +84,6 @@ TYPED_TEST(MagickRoundTrip, GreyPngAndRgbPpmComeBackUnchangedWithTheirListings)
     run = save(image, sRgb);
     ASSERT_EQ(run.iResult, 1) << run.sOut;
     EXPECT_EQ(run.sErr, ""); // the debug lines belong to grey pictures only
-
     EXPECT_EQ(load(image, sGrey).said(),
               "1: Format: png\n" + listing(sGrey, 7, 5, " Type  : Grayscale", 34));
     expectSameImage(image, grey);
@@ -104,12 +103,10 @@ TEST_F(MagickWriting, DeepValuesAreScaledFromMinimumAndMaximum)
     // (v - 1000) * 255 / 1020, quantised to 8 bits by rounding.
     expectSameImage(loaded<unsigned char>(sPath),
                     pixels<unsigned char>(3, 2, 1, {0, 64, 128, 255, 25, 128}));
-
     // Float data within 0..255 is written as it is, fractions rounded.
     CImage<float> fine = pixels<float>(2, 1, 1, {100.4f, 254.6f});
     ASSERT_EQ(save(fine, sPath).iResult, 1);
     expectSameImage(loaded<unsigned char>(sPath), pixels<unsigned char>(2, 1, 1, {100, 255}));
-
     // Big enough for the writer's lookup table of all 16-bit values: every
     // pixel still as the formula gives it, rows turned upside down twice.
     CImage<unsigned short> big = numbered<unsigned short>(131, 127, 1, 0, 70, 1000);
@@ -132,7 +129,6 @@ TEST_F(MagickWriting, RgbStackWritesAFramePerThreeChannels)
     ASSERT_EQ(run.iResult, 1) << run.sOut;
     EXPECT_NE(run.sOut.find(" Images: 2\n Type  : Index color\n"), std::string::npos) << run.sOut;
     expectSameImage(image, six);
-
     // The channel count test passes four (the fourth channel gets no frame)
     // and fails five.
     CImage<unsigned char> four = colourful<unsigned char>(4, 3, 4);
@@ -162,7 +158,6 @@ TEST_F(MagickWriting, ChannelStackFramesCarryInfosAndDivideBy254)
     EXPECT_EQ(run.sOut.substr(run.sOut.find("Writable")),
               "Writable = true\nBuilding image stack. Object 0\nBuilding image stack. Object 1\n"
               "Building image stack. Object 2\n Writing file.\n");
-
     // Grey 8-bit pages: libtiff reads them back, comments as descriptions;
     // v * 255 / 254 rounded, 255 clamped to white.
     CImage<unsigned char> expected =
@@ -183,7 +178,6 @@ TEST_F(MagickWriting, LayoutsDecideWhichFilesAreWritten)
         expectSameImage(loaded<unsigned char>(dir.file("five_C" + std::to_string(c) + ".png")),
                         five.extractChannel(c));
     EXPECT_FALSE(fileExists(dir.file("five_C5.png")));
-
     for (int nChannels : {1, 2, 3}) { // three channels only with type 0
         CImage<unsigned char> image = colourful<unsigned char>(3, 3, nChannels);
         const std::string sName = dir.file(std::to_string(nChannels));
@@ -197,7 +191,7 @@ TEST_F(MagickWriting, LayoutsDecideWhichFilesAreWritten)
 // A missing file, one cut inside its header, and a fuzz finding: libpng
 // allocated the 128 MB that a chunk of a 97-byte file declared, outside
 // GraphicsMagick's limits.
-TEST_F(MagickFailures, UnreadableFilesLeaveTheImageAlone)
+TEST_F(MagickFailures, UnreadableFilesLeaveTheImageAloneUnwritableOnesAreNotWritten)
 {
     const Bytes chunk = {0x89, 'P',  'N',  'G',  '\r', '\n', 0x1a, '\n', 0,    0,    0,
                          13,   'I',  'H',  'D',  'R',  0,    0,    0,    3,    0,    0,
@@ -230,21 +224,16 @@ TEST_F(MagickFailures, UnreadableFilesLeaveTheImageAlone)
         EXPECT_EQ(run.said().rfind(sFirst, 0), 0u) << run.sOut;
         expectSameImage(image, sentinel);
     }
-}
-
-TEST_F(MagickFailures, UnknownCodersAndUnwritablePaths)
-{
+    // Unknown coders, unwritable paths and empty images write nothing.
     CImage<unsigned char> image = colourful<unsigned char>(3, 2, 1);
     Outcome run = save(image, dir.file("x.nosuchcoder"));
     EXPECT_EQ(run.iResult, 0);
     EXPECT_EQ(run.sOut.rfind("Format: nosuchcoder\nWriting other\n Cannot create MagickImage\n", 0),
               0u)
         << run.sOut;
-
     run = save(image, dir.file("absent/x.png"));
     EXPECT_EQ(run.iResult, 0);
     EXPECT_EQ(run.sOut.rfind(kPngHeader + " Cannot write to file\n", 0), 0u) << run.sOut;
-
     CImage<unsigned char> empty(0, 3, 1);
     run = save(empty, dir.file("empty.png"));
     EXPECT_EQ(run.iResult, 0);
@@ -252,7 +241,7 @@ TEST_F(MagickFailures, UnknownCodersAndUnwritablePaths)
     EXPECT_FALSE(fileExists(dir.file("empty.png")));
 }
 
-TEST_F(MagickReading, UnconvertedTypesAndTheAskMagickExtension)
+TEST_F(MagickReading, UnconvertedTypesTheAskMagickExtensionAndFramesOfAnotherSize)
 {
     tirn::ensureMagickInitialised();
     // A colour picture with opacity is not converted.
@@ -266,7 +255,6 @@ TEST_F(MagickReading, UnconvertedTypesAndTheAskMagickExtension)
               " Label : \nCImageFileIO: Unknown type 7\n");
     EXPECT_NE(run.sOut.find(" Type  : Truecolor with opacity\n"), std::string::npos);
     expectSameImage(image, CImage<unsigned char>(1, 1, 1));
-
     // "name.[*]" reads "name." and lets GraphicsMagick find the format.
     CImage<unsigned char> grey = colourful<unsigned char>(4, 4, 1);
     ASSERT_EQ(save(grey, dir.file("g.png")).iResult, 1);
@@ -276,11 +264,7 @@ TEST_F(MagickReading, UnconvertedTypesAndTheAskMagickExtension)
     EXPECT_EQ(run.sOut.rfind("Format: [*]\n Image: " + dir.file("g.") + " found.\n", 0), 0u)
         << run.sOut;
     expectSameImage(image, grey);
-}
-
-TEST_F(MagickReading, FramesOfAnotherSizeAreLeftOut)
-{
-    tirn::ensureMagickInitialised();
+    // Frames of another size than the first are left out.
     const std::string sPath = dir.file("sizes.miff");
     {
         const unsigned char big[12] = {200, 10, 20, 30, 40, 50, 60, 70, 80, 90, 100, 110};
@@ -292,16 +276,16 @@ TEST_F(MagickReading, FramesOfAnotherSizeAreLeftOut)
         frames.emplace_back(2, 2, "RGB", Magick::CharPixel, same);
         Magick::writeImages(frames.begin(), frames.end(), sPath);
     }
-    CImage<unsigned short> image(1, 1, 1);
-    const Outcome run = load(image, sPath);
+    CImage<unsigned short> image16(1, 1, 1);
+    run = load(image16, sPath);
     ASSERT_EQ(run.iResult, 1) << run.sOut;
     EXPECT_EQ(run.sOut.substr(run.sOut.find(" Images:")),
               " Images: 3\n Type  : Truecolor\n Colors: 4\n Label : \n"
               "CImageFileIO: frame 1 is 3 x 1, not 2 x 2; left out\n");
     // Rows upside down: the file's first row is the image's last.
-    expectSameImage(image, pixels<unsigned short>(2, 2, 6, {60, 90,  200, 30, 70, 100, 10, 40,
-                                                            80, 110, 20,  50, 3,  250, 9,  6,
-                                                            2,  240, 8,   5,  1,  230, 7,  4}));
+    expectSameImage(image16, pixels<unsigned short>(2, 2, 6, {60, 90,  200, 30, 70, 100, 10, 40,
+                                                              80, 110, 20,  50, 3,  250, 9,  6,
+                                                              2,  240, 8,   5,  1,  230, 7,  4}));
 }
 
 namespace {
@@ -403,7 +387,6 @@ TEST(MagickPixels, ColourCountEqualsGraphicsMagicksOwn)
     Magick::Image jpeg = shortPicture(99, 37, "RGB", noise(255, 257));
     jpeg.write(dir.file("noise.jpg"));
     pictures.emplace_back("JPEG", Magick::Image(dir.file("noise.jpg")));
-
     for (auto& [pcName, picture] : pictures)
         EXPECT_EQ(tirn::countColours(picture), picture.totalColors()) << pcName;
 }

@@ -87,7 +87,6 @@ TYPED_TEST(TiffReading, PagesBecomeChannelsTurnedUpsideDown)
     expected.setChannelInfo("first page", 0);
     expected.setChannelInfo(std::string(64, 'L').c_str(), 2);
     expectSameImage(image, expected);
-
     // Compressed strips, and a single row.
     writeTiff(sPath, {{5, 7, nullptr, 8, 1, COMPRESSION_ADOBE_DEFLATE, 3}});
     expectSameImage(loaded<T>(sPath, FORMAT_TIFF), upsideDown<T>(5, 7, 1));
@@ -132,7 +131,6 @@ TEST_F(TiffReadingRefusals, RefusedFilesLeaveTheImageAloneUnlessReadByExtension)
                   "0: CImageFileIO: " + sPath + ", page " + c.sMessage);
         expectSameImage(image, sentinel<unsigned short>());
     }
-
     // Files that cannot be opened fail without a message of ours.
     writeBytes(sPath, {'I', 'I', 42, 0, 0xff, 0xff, 0xff, 0x7f, 1, 2, 3});
     for (const std::string& sFile : {dir.file("none.tif"), sPath}) {
@@ -140,7 +138,6 @@ TEST_F(TiffReadingRefusals, RefusedFilesLeaveTheImageAloneUnlessReadByExtension)
         EXPECT_EQ(load(image, sFile, FORMAT_TIFF).said(), "0: ");
         expectSameImage(image, sentinel<float>());
     }
-
     // FORMAT_TIFF is the only way into this reader: by extension a .tif goes
     // to GraphicsMagick, which also reads what libtiff is refused here.
     writeTiff(sPath, {{3, 2, nullptr, 16}});

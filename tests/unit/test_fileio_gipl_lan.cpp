@@ -55,7 +55,6 @@ TYPED_TEST(GiplTypedTest, WrittenBytesAndRoundTripWithListing)
     if (std::is_floating_point<T>::value)
         image.setPixel(0, 0, 0, T(-2.25));
     EXPECT_EQ(save(image, sPath).said(), "1: Format: gipl\n");
-
     // 16-bit data is labelled signed (15).
     const unsigned short iType = sizeof(T) == 1 ? 8 : sizeof(T) == 2 ? 15 : 64;
     Bytes expected = giplHeader(4, 3, 2, iType);
@@ -69,7 +68,6 @@ TYPED_TEST(GiplTypedTest, WrittenBytesAndRoundTripWithListing)
     for (int i = 0; i < 24; ++i)
         putBE(expected, 256 + i * sizeof(T), image.getPixel(i % 4, i / 4 % 3, i / 12));
     EXPECT_EQ(readBytes(sPath), expected);
-
     CImage<T> loaded(1, 1, 1);
     EXPECT_EQ(load(loaded, sPath).said(),
               "1: Format: gipl\n Reading GIPL volume (size: 4x3x2).\n Type " +
@@ -114,13 +112,11 @@ TEST_F(GiplFormat, ShortMissingHugeAndUnwritableFiles)
     writeBytes(sPath, giplFile<unsigned char>(2, 2, 2, 8, {1, 2, 3, 4, 5, 6}));
     CImage<unsigned char> image = loaded<unsigned char>(sPath, FORMAT_GIPL);
     expectSameImage(image, pixels<unsigned char>(2, 2, 2, {1, 2, 3, 4, 5, 6, 3, 4}));
-
     // Every read swaps the whole slice buffer, also what it did not fill:
     // after a short first slice the next ones alternate.
     writeBytes(sPath, giplFile<unsigned short>(2, 1, 3, 16, {0x0102}));
     expectSameImage(loaded<unsigned short>(sPath, FORMAT_GIPL),
                     pixels<unsigned short>(2, 1, 3, {0x0102, 0, 0x0201, 0, 0x0102, 0}));
-
     // A missing file is reported, its empty header read, and the load fails.
     CImage<unsigned char> untouched(2, 2, 1);
     EXPECT_EQ(load(untouched, dir.file("missing.gipl"), FORMAT_GIPL).said(),
@@ -130,13 +126,11 @@ TEST_F(GiplFormat, ShortMissingHugeAndUnwritableFiles)
     EXPECT_EQ(run.iResult, 0);
     EXPECT_NE(run.sOut.find(" Image too large (65535 x 65535 x 2)"), std::string::npos) << run.sOut;
     EXPECT_EQ(untouched.width(), 2);
-
     // Zero slices: an image without channels, whatever the plane size.
     writeBytes(sPath, giplHeader(65535, 65535, 0, 16));
     EXPECT_EQ(load(untouched, sPath, FORMAT_GIPL).iResult, 1);
     EXPECT_EQ(untouched.channels(), 0);
     EXPECT_EQ(untouched.width(), 65535);
-
     // The writer reports a file it cannot create and still succeeds.
     EXPECT_EQ(save(image, dir.file("no/dir/v.gipl"), FORMAT_GIPL).said(),
               "1: Error opening file\n");
@@ -227,17 +221,16 @@ The y size of each pixel: 0.333333
 
 } // namespace
 
-TEST_F(LanFormat, ListingAndBandInterleavedSamples)
+TEST_F(LanFormat, ListingSamplesAndMissingShortAndHugeFiles)
 {
     const std::string sPath = dir.file("m.lan");
     // Row 0 of bands 0, 1, 2, then row 1 of each.
     writeBytes(sPath, lanFile(0, 3, 2, 2, {1, 2, 11, 12, 21, 22, 3, 4, 13, 14, 23, 24}));
-    CImage<unsigned short> image(1, 1, 1);
-    EXPECT_EQ(load(image, sPath).said(), "1: " + listing(0));
-    expectSameImage(image,
+    CImage<unsigned short> image16(1, 1, 1);
+    EXPECT_EQ(load(image16, sPath).said(), "1: " + listing(0));
+    expectSameImage(image16,
                     pixels<unsigned short>(2, 2, 3, {1, 2, 3, 4, 11, 12, 13, 14, 21, 22, 23, 24}));
-    EXPECT_FALSE(image.isAttached());
-
+    EXPECT_FALSE(image16.isAttached());
     // Packed data is warned about and still read as bytes.
     writeBytes(sPath, lanFile(1, 3, 2, 2, Bytes(12, 200)));
     CImage<float> packed(1, 1, 1);
@@ -247,34 +240,25 @@ TEST_F(LanFormat, ListingAndBandInterleavedSamples)
                   "WARNING: Pack Type is maybe unsupported!\n"
                   "########################################\n");
     expectSameImage(packed, filled<float>(2, 2, {200, 200, 200}));
-}
-
-TEST_F(LanFormat, MissingShortAndHugeFiles)
-{
     CImage<unsigned char> image(3, 1, 1);
     EXPECT_EQ(load(image, dir.file("missing.lan"), FORMAT_LAN).said(), "0:  Can't open file\n");
     EXPECT_EQ(image.width(), 3);
-
     // A short file leaves the rest of the samples at zero.
-    const std::string sPath = dir.file("s.lan");
     writeBytes(sPath, lanFile(0, 2, 3, 2, {1, 2, 3, 4, 5, 6, 7}));
     expectSameImage(loaded<unsigned char>(sPath, FORMAT_LAN),
                     pixels<unsigned char>(3, 2, 2, {1, 2, 3, 7, 0, 0, 4, 5, 6}));
-
     // A file shorter than its header lists zeros and loads nothing.
     writeBytes(sPath, {'H', 'E', 'A', 'D'});
     Outcome run = load(image, sPath, FORMAT_LAN);
     ASSERT_EQ(run.iResult, 1);
     EXPECT_NE(run.sOut.find("Header (HEADER/HEAD74): HEAD\n"), std::string::npos) << run.sOut;
     EXPECT_NE(run.sOut.find("With of map in pixels: 0\n"), std::string::npos) << run.sOut;
-
     // Which sizes are too large is ImageBudget's to test; here the refusal.
     writeBytes(sPath, lanFile(0, 60000, 100000, 100000, {}));
     run = load(image, sPath, FORMAT_LAN);
     EXPECT_EQ(run.iResult, 0);
     EXPECT_NE(run.sOut.find(" Image too large (100000 x 100000 x 60000)"), std::string::npos)
         << run.sOut;
-
     // No bands: any width is harmless.
     writeBytes(sPath, lanFile(0, 0, 2000000000, 1, {1, 2, 3}));
     EXPECT_EQ(loaded<unsigned char>(sPath, FORMAT_LAN).channels(), 0);
