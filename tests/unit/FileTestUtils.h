@@ -114,10 +114,8 @@ public:
     ScopedImageBudget& operator=(const ScopedImageBudget&) = delete;
 };
 
-// A test with a scratch directory of its own.
-class FileTest : public ::testing::Test
+struct FileTest : ::testing::Test
 {
-protected:
     TempDir dir;
 };
 

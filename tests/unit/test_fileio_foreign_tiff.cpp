@@ -87,7 +87,6 @@ TYPED_TEST(TiffReading, PagesBecomeChannelsTurnedUpsideDown)
     expected.setChannelInfo("first page", 0);
     expected.setChannelInfo(std::string(64, 'L').c_str(), 2);
     expectSameImage(image, expected);
-    // Compressed strips, and a single row.
     writeTiff(sPath, {{5, 7, nullptr, 8, 1, COMPRESSION_ADOBE_DEFLATE, 3}});
     expectSameImage(loaded<T>(sPath, FORMAT_TIFF), upsideDown<T>(5, 7, 1));
     writeTiff(sPath, {{5, 1, nullptr}});
