@@ -110,8 +110,6 @@ public:
         setenv("TIRNVISION_MAX_IMAGE_BYTES", std::to_string(nBytes).c_str(), 1);
     }
     ~ScopedImageBudget() { unsetenv("TIRNVISION_MAX_IMAGE_BYTES"); }
-    ScopedImageBudget(const ScopedImageBudget&) = delete;
-    ScopedImageBudget& operator=(const ScopedImageBudget&) = delete;
 };
 
 struct FileTest : ::testing::Test

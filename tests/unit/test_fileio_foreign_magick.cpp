@@ -377,14 +377,16 @@ TEST(MagickPixels, ColourCountEqualsGraphicsMagicksOwn)
     pictures.emplace_back("8-bit with opacity", shortPicture(50, 21, "RGBA", noise(3, 257)));
     pictures.emplace_back("16-bit with opacity", shortPicture(50, 21, "RGBA", noise(63, 1)));
     pictures.emplace_back("CMYK", shortPicture(20, 20, "CMYK", noise(3, 257)));
+    const auto reread = [&](Magick::Image picture, const std::string& sName) {
+        picture.write(dir.file(sName));
+        return Magick::Image(dir.file(sName));
+    };
     // A palette picture as a PNG holds it: read back, indexed.
     Magick::Image palette = shortPicture(45, 30, "RGB", noise(1, 65535));
     palette.type(Magick::PaletteType);
-    palette.write(dir.file("palette.png"));
-    pictures.emplace_back("palette PNG", Magick::Image(dir.file("palette.png")));
-    Magick::Image jpeg = shortPicture(99, 37, "RGB", noise(255, 257));
-    jpeg.write(dir.file("noise.jpg"));
-    pictures.emplace_back("JPEG", Magick::Image(dir.file("noise.jpg")));
+    pictures.emplace_back("palette PNG", reread(palette, "palette.png"));
+    pictures.emplace_back("JPEG",
+                          reread(shortPicture(99, 37, "RGB", noise(255, 257)), "noise.jpg"));
     for (auto& [pcName, picture] : pictures)
         EXPECT_EQ(tirn::countColours(picture), picture.totalColors()) << pcName;
 }

@@ -71,7 +71,7 @@ TEST_F(GzStream, OpenFailuresAndTheWrongDirection)
 
 // Big-endian reads and writes of each type are the GIPL tests' to check;
 // here the sizes returned, native order, and what GIPL files do not reach.
-TEST_F(CompressedStream, PlainReadsSwapAndSurviveReadsPastTheEnd)
+TEST_F(CompressedStream, PlainReadsAndWritesSwapAndReportTheirSizes)
 {
     const std::string sPath = dir.file("plain.bin");
     writeBytes(sPath, {0x00, 0x01, 0x12, 0x34, 0x56, 0x78, 0x9a, 0xbc});
@@ -101,35 +101,26 @@ TEST_F(CompressedStream, PlainReadsSwapAndSurviveReadsPastTheEnd)
     int ai[4] = {7, 7, 7, 7};
     EXPECT_EQ(in.CReadAsInt(ai, 4, 100), 16);
     EXPECT_EQ(ai[3], 0x07000000);
-}
-
-TEST_F(CompressedStream, WritesSwapCopiesAndRestoreArrays)
-{
-    const std::string sPath = dir.file("out.bin");
+    // Writes swap copies: the caller's arrays stay as they are.
+    const std::string sOut = dir.file("out.bin");
     {
-        CCompressedOFStream out(sPath.c_str(), std::ios::out | std::ios::binary);
+        CCompressedOFStream out(sOut.c_str(), std::ios::out | std::ios::binary);
         EXPECT_EQ(out.swapFlag(), 1);
         EXPECT_EQ(out.WriteAsUShort(static_cast<unsigned short>(0x1234), 0), 2);
-        unsigned short aus[2] = {0x0102, 0xa0b0};
-        EXPECT_EQ(out.WriteAsUShort(aus, 2, 2), 4);
-        EXPECT_EQ(aus[1], 0xa0b0); // the caller's array is unchanged
+        unsigned short ausOut[2] = {0x0102, 0xa0b0};
+        EXPECT_EQ(out.WriteAsUShort(ausOut, 2, 2), 4);
+        EXPECT_EQ(ausOut[1], 0xa0b0);
         EXPECT_EQ(out.WriteAsInt(-2, 6), 4);
         out.setSwapFlag(0);
         unsigned int au[1] = {0x11223344};
         EXPECT_EQ(out.WriteAsUInt(au, 1, 10), 4);
         EXPECT_EQ(out.WriteAsChar('z', 16), 1); // leaves a gap at 14, 15
     }
-    EXPECT_EQ(readBytes(sPath), Bytes({0x12, 0x34, 0x01, 0x02, 0xa0, 0xb0, 0xff, 0xff, 0xff, 0xfe,
-                                       0x44, 0x33, 0x22, 0x11, 0, 0, 'z'}));
+    EXPECT_EQ(readBytes(sOut), Bytes({0x12, 0x34, 0x01, 0x02, 0xa0, 0xb0, 0xff, 0xff, 0xff, 0xfe,
+                                      0x44, 0x33, 0x22, 0x11, 0, 0, 'z'}));
 }
 
 namespace {
-
-// Inputs whose compressed codes never start in a byte of 0x80 or above, so
-// they decode completely despite the sign extension.
-const Bytes kFullyDecodable = {0x3b, 0x0a, 0x0a, 0x0a, 0x0a, 0x0a, 0x3b, 0x0a, 0x3b, 0x0a,
-                               0x0a, 0x0a, 0x3b, 0x0a, 0x3b, 0x0a, 0x3b, 0x3b, 0x3b, 0x3b,
-                               0x3b, 0x0a, 0x0a, 0x0a, 0x0a, 0x3b, 0x3b, 0x0a};
 
 using Decoded = std::pair<int, Bytes>; // CRead's result and the buffer it stored into
 
@@ -149,21 +140,21 @@ Bytes storedOnly(Bytes head, std::size_t n)
     return head;
 }
 
-Bytes slice(const Bytes& b, std::size_t iFrom, std::size_t iTo)
-{
-    return Bytes(b.begin() + long(iFrom), b.begin() + long(iTo));
-}
-
 } // namespace
 
 TEST_F(LzwStream, ReadsStoreWhatTheCodesDecodeTo)
 {
-    const Bytes& full = kFullyDecodable;
+    // Codes that never start in a byte of 0x80 or above, so they decode
+    // completely despite the sign extension.
+    const Bytes full = {0x3b, 0x0a, 0x0a, 0x0a, 0x0a, 0x0a, 0x3b, 0x0a, 0x3b, 0x0a,
+                        0x0a, 0x0a, 0x3b, 0x0a, 0x3b, 0x0a, 0x3b, 0x3b, 0x3b, 0x3b,
+                        0x3b, 0x0a, 0x0a, 0x0a, 0x0a, 0x3b, 0x3b, 0x0a};
     const Bytes abc = {'a', 'b', 'c', 'a', 'b', 'c', 'a', 'b', 'c'};
     // Hand-made 9-bit codes: 0x0a, CLEAR (the rest of its 9-byte group is
     // padding), then 0x0b from a fresh group.
     const Bytes clear = {0x1f, 0x9d, 0x90, 0x0a, 0x00, 0x02, 0, 0, 0, 0, 0, 0, 0x0b, 0x00};
     Bytes noBlockMode = clear, tooWide = clear;
+    const Bytes cut(clear.begin(), clear.end() - 2);
     noBlockMode[2] = 0x10;
     tooWide[2] = 0x91; // 17-bit codes
     const char* pcTooWide = "compressed with 17 bits, can only handle 16 bits\n";
@@ -178,9 +169,9 @@ TEST_F(LzwStream, ReadsStoreWhatTheCodesDecodeTo)
         const char* pcErr = "";
     } cases[] = {
         {"whole", full, 16, 0, 28, {1, full}},
-        {"inside", full, 16, 5, 4, {1, slice(full, 5, 9)}},
+        {"inside", full, 16, 5, 4, {1, Bytes(full.begin() + 5, full.begin() + 9)}},
         // Asking for more than there is stores what there is.
-        {"beyond", full, 16, 20, 12, {1, storedOnly(slice(full, 20, 28), 12)}},
+        {"beyond", full, 16, 20, 12, {1, storedOnly(Bytes(full.begin() + 20, full.end()), 12)}},
         // Every code after the first is the one being defined.
         {"run", Bytes(15, 0x1b), 12, 0, 15, {1, Bytes(15, 0x1b)}},
         {"end of the run", Bytes(15, 0x1b), 12, 14, 1, {1, Bytes(1, 0x1b)}},
@@ -196,8 +187,8 @@ TEST_F(LzwStream, ReadsStoreWhatTheCodesDecodeTo)
         // 256 is then an ordinary (undefined) code, decoded as the one being defined.
         {"no block mode", noBlockMode, 0, 0, 3, {1, Bytes(3, 0x0a)}},
         // Data ending right after a CLEAR code fails, and so does no code.
-        {"cut after clear", slice(clear, 0, 12), 0, 0, 3, {0, storedOnly({0x0a}, 3)}},
-        {"no code", slice(clear, 0, 3), 0, 0, 1, {0, storedOnly({}, 1)}},
+        {"cut after clear", cut, 0, 0, 3, {0, storedOnly({0x0a}, 3)}},
+        {"no code", Bytes(clear.begin(), clear.begin() + 3), 0, 0, 1, {0, storedOnly({}, 1)}},
         {"17 bits", tooWide, 0, 0, 4, {0, storedOnly({}, 4)}, pcTooWide},
     };
     const std::string sPath = dir.file("data.Z");
@@ -274,8 +265,6 @@ TEST_F(LzwStream, UndefinedCodesReadWhatEarlierStreamsLeft)
     testing::internal::CaptureStderr();
     EXPECT_EQ(header(), std::vector<int>({31, 7967, 16, 16}));
     EXPECT_EQ(header(), std::vector<int>({31, 7967, 0, 0}));
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "CCompressedIFStream: corrupt compressed data\n"
-              "CCompressedIFStream: corrupt compressed data\n"
-              "CCompressedIFStream: corrupt compressed data\n");
+    const std::string sCorrupt = "CCompressedIFStream: corrupt compressed data\n";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), sCorrupt + sCorrupt + sCorrupt);
 }
