@@ -10,7 +10,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <initializer_list>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -91,14 +90,6 @@ template <class V> void putNative(Bytes& b, V v)
         b.push_back(c);
 }
 
-template <class V> Bytes nativeBytes(std::initializer_list<V> values)
-{
-    Bytes b;
-    for (V v : values)
-        putNative(b, v);
-    return b;
-}
-
 // Writes v big-endian at byte `offset`, growing b as needed.
 template <class V> void putBE(Bytes& b, std::size_t offset, V v)
 {
@@ -119,14 +110,10 @@ public:
         setenv("TIRNVISION_MAX_IMAGE_BYTES", std::to_string(nBytes).c_str(), 1);
     }
     ~ScopedImageBudget() { unsetenv("TIRNVISION_MAX_IMAGE_BYTES"); }
-    ScopedImageBudget(const ScopedImageBudget&) = delete;
-    ScopedImageBudget& operator=(const ScopedImageBudget&) = delete;
 };
 
-// A test with a scratch directory of its own.
-class FileTest : public ::testing::Test
+struct FileTest : ::testing::Test
 {
-protected:
     TempDir dir;
 };
 
@@ -158,6 +145,15 @@ template <class T> Outcome save(CImage<T>& image, const std::string& sPath,
     const int iResult = CImageFileIO<T>().save(&image, sPath.c_str(), f, t);
     const std::string sErr = testing::internal::GetCapturedStderr();
     return {iResult, testing::internal::GetCapturedStdout(), sErr};
+}
+
+// A fresh image loaded from sPath; a failed load fails the test.
+template <class T> CImage<T> loaded(const std::string& sPath, TDataFormat f = FORMAT_DEFAULT)
+{
+    CImage<T> image(1, 1, 1);
+    const Outcome run = load(image, sPath, f);
+    EXPECT_EQ(run.iResult, 1) << sPath << ": " << run.sOut;
+    return image;
 }
 
 } // namespace testfiles

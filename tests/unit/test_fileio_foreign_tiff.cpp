@@ -1,7 +1,6 @@
 // TIFF files read through libtiff: pages as channels, descriptions as
 // channel infos, rows upside down, and the files this reader refuses.
 #include <algorithm>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -29,9 +28,6 @@ struct Page
     int nRowsPerStrip = 2; // several strips, the last one short for odd heights
 };
 
-// Stored value of page d at stored row r, column x: distinct everywhere.
-unsigned storedValue(int d, int r, int x) { return unsigned(50 * d + 10 * r + x + 1); }
-
 void writeTiff(const std::string& sPath, const std::vector<Page>& pages)
 {
     TIFF* pTiff = TIFFOpen(sPath.c_str(), "w");
@@ -52,13 +48,19 @@ void writeTiff(const std::string& sPath, const std::vector<Page>& pages)
         const int nRowBytes = page.iWidth * page.nSamples * page.nBits / 8;
         std::vector<unsigned char> row(static_cast<std::size_t>(nRowBytes));
         for (int r = 0; r < page.iHeight; ++r) {
-            for (int i = 0; i < nRowBytes; ++i)
-                row[std::size_t(i)] = static_cast<unsigned char>(storedValue(int(d), r, i));
+            for (int i = 0; i < nRowBytes; ++i) // distinct in every page, row and column
+                row[std::size_t(i)] = static_cast<unsigned char>(50 * d + 10 * r + i + 1);
             ASSERT_EQ(TIFFWriteScanline(pTiff, row.data(), uint32_t(r), 0), 1);
         }
         ASSERT_EQ(TIFFWriteDirectory(pTiff), 1);
     }
     TIFFClose(pTiff);
+}
+
+// What the reader makes of writeTiff's pages: the first row stored last.
+template <class T> CImage<T> upsideDown(int w, int h, int nPages)
+{
+    return numbered<T>(w, h, nPages, 50, -10, 10 * (h - 1) + 1);
 }
 
 // A 2x2 image with one set pixel, for the loads that must leave it alone.
@@ -68,9 +70,7 @@ template <class T> class TiffReading : public FileTest
 {
 };
 TYPED_TEST_SUITE(TiffReading, PixelTypes);
-using TiffReadingData = FileTest;
 using TiffReadingRefusals = FileTest;
-using TiffReadingDispatch = FileTest;
 
 } // namespace
 
@@ -78,75 +78,51 @@ TYPED_TEST(TiffReading, PagesBecomeChannelsTurnedUpsideDown)
 {
     using T = TypeParam;
     const std::string sPath = this->dir.file("pages.tif");
-    const std::string sLong(80, 'L');
-    writeTiff(sPath, {{4, 3, "first page"}, {4, 3, nullptr}, {4, 3, sLong.c_str()}});
+    writeTiff(sPath, {{4, 3, "first page"}, {4, 3, nullptr}, {4, 3, std::string(80, 'L').c_str()}});
     CImage<T> image(1, 1, 1);
     EXPECT_EQ(load(image, sPath, FORMAT_TIFF).said(), "1: "); // this reader prints nothing
-    CImage<T> expected(4, 3, 3);
-    for (int d = 0; d < 3; ++d)
-        for (int y = 0; y < 3; ++y)
-            for (int x = 0; x < 4; ++x)
-                expected.setPixel(x, y, d, T(storedValue(d, 2 - y, x))); // first row stored last
+    CImage<T> expected = upsideDown<T>(4, 3, 3);
     expected.setChannelInfo("first page", 0);
     expected.setChannelInfo(std::string(64, 'L').c_str(), 2);
     expectSameImage(image, expected);
-}
-
-TEST_F(TiffReadingData, CompressedStripsAndOneRowImages)
-{
-    const std::string sPath = dir.file("deflate.tif"), sRow = dir.file("row.tif");
     writeTiff(sPath, {{5, 7, nullptr, 8, 1, COMPRESSION_ADOBE_DEFLATE, 3}});
-    CImage<unsigned char> image(1, 1, 1);
-    ASSERT_EQ(load(image, sPath, FORMAT_TIFF).iResult, 1);
-    CImage<unsigned char> expected(5, 7, 1);
-    for (int y = 0; y < 7; ++y)
-        for (int x = 0; x < 5; ++x)
-            expected.setPixel(x, y, 0, static_cast<unsigned char>(storedValue(0, 6 - y, x)));
-    expectSameImage(image, expected);
-
-    writeTiff(sRow, {{5, 1, nullptr}});
-    ASSERT_EQ(load(image, sRow, FORMAT_TIFF).iResult, 1);
-    expectSameImage(image, pixels<unsigned char>(5, 1, 1, {1, 2, 3, 4, 5}));
+    expectSameImage(loaded<T>(sPath, FORMAT_TIFF), upsideDown<T>(5, 7, 1));
+    writeTiff(sPath, {{5, 1, nullptr}});
+    expectSameImage(loaded<T>(sPath, FORMAT_TIFF), upsideDown<T>(5, 1, 1));
 }
 
-TEST_F(TiffReadingRefusals, FilesThisReaderCannotTakeLeaveTheImageAlone)
+TEST_F(TiffReadingRefusals, RefusedFilesLeaveTheImageAloneUnlessReadByExtension)
 {
     // Regression: once GraphicsMagick is initialised its process-wide
     // libtiff handlers abort on diagnostics from reads outside it.
     tirn::ensureMagickInitialised();
     const std::string sPath = dir.file("refused.tif");
     const std::string sGreyOnly = " samples per pixel; only 8-bit grey TIFFs are read this way\n";
-    // Strips spoiled behind an intact directory (libtiff puts it after the
-    // data): compressed data cannot be decoded.
-    const auto spoil = [](Bytes b) {
-        std::fill(b.begin() + 8, b.begin() + 24, 0xA5);
-        return b;
-    };
     const struct
     {
         std::vector<Page> pages;
-        std::function<Bytes(Bytes)> mutate;
         std::string sMessage; // after "CImageFileIO: <path>, page "
+        bool bSpoiled = false;
     } cases[] = {
-        {{{4, 3, nullptr, 8}, {4, 3, "deep", 16}}, nullptr, "1: 16 bits and 1" + sGreyOnly},
-        {{{4, 3, nullptr, 8, 3}}, nullptr, "0: 8 bits and 3" + sGreyOnly},
-        {{{4, 3, nullptr}, {5, 3, nullptr}, {6, 2, nullptr}},
-         nullptr,
-         "0: 4 x 3 differs from 6 x 2\n"},
+        {{{4, 3, nullptr, 8}, {4, 3, "deep", 16}}, "1: 16 bits and 1" + sGreyOnly},
+        {{{4, 3, nullptr, 8, 3}}, "0: 8 bits and 3" + sGreyOnly},
+        {{{4, 3, nullptr}, {5, 3, nullptr}, {6, 2, nullptr}}, "0: 4 x 3 differs from 6 x 2\n"},
         {{{64, 64, "cut", 8, 1, COMPRESSION_ADOBE_DEFLATE, 64}},
-         spoil,
-         "0: the image data cannot be decoded\n"},
+         "0: the image data cannot be decoded\n",
+         true},
     };
     for (const auto& c : cases) {
         writeTiff(sPath, c.pages);
-        if (c.mutate)
-            writeBytes(sPath, c.mutate(readBytes(sPath)));
+        if (c.bSpoiled) { // strips spoiled behind an intact directory (libtiff puts it last)
+            Bytes b = readBytes(sPath);
+            std::fill(b.begin() + 8, b.begin() + 24, 0xA5);
+            writeBytes(sPath, b);
+        }
         CImage<unsigned short> image = sentinel<unsigned short>();
         EXPECT_EQ(load(image, sPath, FORMAT_TIFF).said(),
                   "0: CImageFileIO: " + sPath + ", page " + c.sMessage);
         expectSameImage(image, sentinel<unsigned short>());
     }
-
     // Files that cannot be opened fail without a message of ours.
     writeBytes(sPath, {'I', 'I', 42, 0, 0xff, 0xff, 0xff, 0x7f, 1, 2, 3});
     for (const std::string& sFile : {dir.file("none.tif"), sPath}) {
@@ -154,13 +130,8 @@ TEST_F(TiffReadingRefusals, FilesThisReaderCannotTakeLeaveTheImageAlone)
         EXPECT_EQ(load(image, sFile, FORMAT_TIFF).said(), "0: ");
         expectSameImage(image, sentinel<float>());
     }
-}
-
-TEST_F(TiffReadingDispatch, FormatDefaultSendsTifToGraphicsMagick)
-{
-    // Format 0 is the only way into this reader; by extension a .tif goes
+    // FORMAT_TIFF is the only way into this reader: by extension a .tif goes
     // to GraphicsMagick, which also reads what libtiff is refused here.
-    const std::string sPath = dir.file("deep.tif");
     writeTiff(sPath, {{3, 2, nullptr, 16}});
     CImage<unsigned short> image(1, 1, 1);
     const Outcome run = load(image, sPath);
