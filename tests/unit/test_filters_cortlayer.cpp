@@ -23,29 +23,25 @@ template <class T> T collapse(const CImage<T>& in, std::vector<float> weights)
 
 TEST(CortLayer, WeightedMeanOfTheLayers)
 {
-    forBothPaths([] {
-        const CImage<float> in = pixels<float>(2, 1, 3, {1, 0, 2, 0, 6, 0});
-        EXPECT_EQ(collapse(in, {1, 1, 1}), 3.0f);
-        EXPECT_EQ(collapse(in, {2, 0, 0}), 1.0f);
-        EXPECT_EQ(collapse(in, {1, 0, 3}), 19.0f / 4.0f);
-        // (1 + 2) * 0.1 summed in float, then divided by the float sum.
-        EXPECT_EQ(collapse(in, {0.1f, 0.1f, 0.0f}),
-                  (1.0f * 0.1f + 2.0f * 0.1f) / (0.1f + 0.1f + 0.0f));
-        // A zero weight sum is not guarded.
-        EXPECT_TRUE(std::isinf(collapse(in, {1, -1, 0})));
-        EXPECT_TRUE(std::isnan(collapse(filled<float>(1, 1, {0, 0}), {0, 0})));
-    });
+    const CImage<float> in = pixels<float>(2, 1, 3, {1, 0, 2, 0, 6, 0});
+    EXPECT_EQ(collapse(in, {1, 1, 1}), 3.0f);
+    EXPECT_EQ(collapse(in, {2, 0, 0}), 1.0f);
+    EXPECT_EQ(collapse(in, {1, 0, 3}), 19.0f / 4.0f);
+    // (1 + 2) * 0.1 summed in float, then divided by the float sum.
+    EXPECT_EQ(collapse(in, {0.1f, 0.1f, 0.0f}),
+              (1.0f * 0.1f + 2.0f * 0.1f) / (0.1f + 0.1f + 0.0f));
+    // A zero weight sum is not guarded.
+    EXPECT_TRUE(std::isinf(collapse(in, {1, -1, 0})));
+    EXPECT_TRUE(std::isnan(collapse(filled<float>(1, 1, {0, 0}), {0, 0})));
 }
 
 TEST(CortLayer, IntegerDepthsTruncateAndWrap)
 {
-    forBothPaths([] {
-        EXPECT_EQ(collapse(filled<unsigned char>(2, 2, {100, 101}), {1, 1}), 100); // 100.5
-        // 2 * 10 - 30 = -10 wraps.
-        EXPECT_EQ(collapse(filled<unsigned char>(1, 1, {10, 30}), {2, -1}), 246);
-        EXPECT_EQ(collapse(filled<unsigned short>(1, 1, {10, 30}), {2, -1}), 65526);
-        EXPECT_EQ(collapse(filled<unsigned short>(1, 1, {60000, 60000}), {1, 1}), 60000);
-    });
+    EXPECT_EQ(collapse(filled<unsigned char>(2, 2, {100, 101}), {1, 1}), 100); // 100.5
+    // 2 * 10 - 30 = -10 wraps.
+    EXPECT_EQ(collapse(filled<unsigned char>(1, 1, {10, 30}), {2, -1}), 246);
+    EXPECT_EQ(collapse(filled<unsigned short>(1, 1, {10, 30}), {2, -1}), 65526);
+    EXPECT_EQ(collapse(filled<unsigned short>(1, 1, {60000, 60000}), {1, 1}), 60000);
 }
 
 template <class T> class CortLayerTyped : public ::testing::Test
