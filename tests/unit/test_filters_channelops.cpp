@@ -65,22 +65,17 @@ TYPED_TEST(CombineChannelTyped, EveryOperationOnAllChannels)
     }
 }
 
-TEST(CombineChannel, DefaultIsTheMeanAndParametersTruncate)
+TEST(CombineChannel, TheMaskCountsOriginalChannelNumbersAndTheMedianItsBuffer)
 {
     CCombineChannel<unsigned char> combine;
     EXPECT_EQ(combine.operation(), OP_MEAN);
-    float afParameters[1] = {2.9f};
+    float afParameters[1] = {2.9f}; // truncated
     combine.setParameters(afParameters);
     EXPECT_EQ(combine.operation(), OP_MAX);
-}
-
-TEST(CombineChannel, TheMaskCountsOriginalChannelNumbersAndTheMedianItsBuffer)
-{
     // Selecting channels 1 and 2 hands over a two-channel copy, but mask
     // entry 0 (false) still applies to its first channel: only channel 2
     // is gathered and the second value is the zeroed buffer's.
     const CImage<unsigned char> in = pixels<unsigned char>(1, 1, 3, {5, 7, 9});
-    CCombineChannel<unsigned char> combine;
     combine.setOperator(OP_SUM);
     EXPECT_EQ(run(combine, in, "#XX").getPixel(0, 0, 0), 9);
     // Channels 0 and 1 selected: the copy's entries agree with the mask.
@@ -91,10 +86,8 @@ TEST(CombineChannel, TheMaskCountsOriginalChannelNumbersAndTheMedianItsBuffer)
     // row order would give 10 at (1, 0).
     CCombineChannel<float> median;
     median.setOperator(OP_MEDIAN);
-    const CImage<float> values =
-        pixels<float>(2, 2, 3, {0, 0, 0, 0, 0, 0, 0, 0, 10, 20, 40, 30});
-    expectSameImage(run(median, values, "#XX"),
-                    pixels<float>(2, 2, 1, {0, 20, 10, 30}));
+    const CImage<float> values = pixels<float>(2, 2, 3, {0, 0, 0, 0, 0, 0, 0, 0, 10, 20, 40, 30});
+    expectSameImage(run(median, values, "#XX"), pixels<float>(2, 2, 1, {0, 20, 10, 30}));
 }
 
 TEST(CombineChannelDeathTest, AnUnknownOperationEndsTheProcessWithStatusZero)
@@ -163,13 +156,16 @@ TEST(Distance, FloatSumOfSquaresToTheFirstPixel)
     const CImage<float> sel = run(distance, in, "X#X");
     EXPECT_EQ(sel.getPixel(1, 0, 0), 1.0f);
     EXPECT_STREQ(sel.getChannelInfo(0), "euclid_dist_to_0.5_0.25");
+    // An empty image has no reference.
+    const CImage<float> empty = run(distance, CImage<float>(0, 3, 2));
+    EXPECT_EQ(empty.width(), 0);
+    EXPECT_STREQ(empty.getChannelInfo(0), "euclid_dist_to");
 }
 
 TEST(Distance, IntegerDepthsScaleBy255PerChannelAndWrap)
 {
     CDistance<unsigned char> d8;
-    const CImage<unsigned char> out8 =
-        run(d8, pixels<unsigned char>(2, 1, 2, {10, 110, 20, 20}));
+    const CImage<unsigned char> out8 = run(d8, pixels<unsigned char>(2, 1, 2, {10, 110, 20, 20}));
     EXPECT_EQ(out8.getPixel(1, 0, 0), 19); // 10000 / 510
     EXPECT_STREQ(out8.getChannelInfo(0), "euclid_dist_to_10_20");
     CDistance<unsigned short> d16;
@@ -177,42 +173,28 @@ TEST(Distance, IntegerDepthsScaleBy255PerChannelAndWrap)
     EXPECT_EQ(run(d16, pixels<unsigned short>(2, 1, 1, {0, 65535})).getPixel(1, 0, 0), 65278);
 }
 
-TEST(Distance, AnEmptyImageHasNoReference)
-{
-    CDistance<float> distance;
-    const CImage<float> out = run(distance, CImage<float>(0, 3, 2));
-    EXPECT_EQ(out.width(), 0);
-    EXPECT_STREQ(out.getChannelInfo(0), "euclid_dist_to");
-}
-
 template <class T> class ShadingTyped : public ::testing::Test
 {
 };
 TYPED_TEST_SUITE(ShadingTyped, PixelTypes);
 
-TYPED_TEST(ShadingTyped, ConstantImageGivesZeroOrItsMean)
+TYPED_TEST(ShadingTyped, ConstantImageGivesZeroOrItsMeanAndDifferencesWrap)
 {
     using T = TypeParam;
     const CImage<T> in = filled<T>(5, 4, {T(40), T(9)});
     CShadingFilter<T> shading;
     // The unselected channel is copied.
     expectSameImage(run(shading, in, "X#"), filled<T>(5, 4, {T(0), T(9)}));
+    // Means over the in-image neighbours: 1.5 (1 at the integer depths), 1,
+    // 1.5; the constant is kept, not used.
+    shading.setConstant(T(100));
+    const T low = tirn::isIntegerPixel<T>() ? T(-1) : T(-1.5f);
+    expectSameImage(run(shading, pixels<T>(3, 1, 1, {0, 3, 0})), pixels<T>(3, 1, 1, {low, 2, low}));
+
     float afParameters[3] = {1.0f, 5.0f, 7.9f};
     shading.setParameters(afParameters);
     EXPECT_EQ(shading.keepMean(), 1);
     EXPECT_EQ(shading.size(), 5);
     EXPECT_EQ(shading.constant(), T(7));
     expectSameImage(run(shading, in), in);
-}
-
-TEST(Shading, IntegerDifferencesWrap)
-{
-    // Means over the in-image neighbours: 1.5 -> 1, 1, 1.5 -> 1.
-    CShadingFilter<unsigned char> shading;
-    shading.setConstant(100); // kept, not used
-    expectSameImage(run(shading, pixels<unsigned char>(3, 1, 1, {0, 3, 0})),
-                    pixels<unsigned char>(3, 1, 1, {255, 2, 255}));
-    CShadingFilter<float> shadingFloat;
-    expectSameImage(run(shadingFloat, pixels<float>(3, 1, 1, {0, 3, 0})),
-                    pixels<float>(3, 1, 1, {-1.5f, 2, -1.5f}));
 }

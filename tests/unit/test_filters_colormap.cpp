@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "FastVsReference.h"
@@ -178,32 +179,22 @@ template <class T> class ColormapTyped : public ::testing::Test
 TYPED_TEST(ColormapTyped, WrongChannelCountOrTypeAfterTheResize)
 {
     using T = TypeParam;
-    const struct
-    {
-        int iChannels;
-        int iType;
-        const char* pcMessage;
-    } cases[] = {{2, 9, "Wrong number of channels"}, {3, 5, "Wrong number of channels"},
-                 {1, 7, "Wrong number of channels"}, {0, 0, "Wrong number of channels"},
-                 {3, 10, "Wrong color type"},        {1, -1, "Wrong color type"}};
-    for (const auto& c : cases) {
-        CImage<T> in(4, 3, c.iChannels);
+    const char* const pcChannels = "Wrong number of channels";
+    for (auto [iChannels, iType, pcMessage] :
+         {std::tuple{2, 9, pcChannels}, {3, 5, pcChannels}, {1, 7, pcChannels},
+          {0, 0, pcChannels}, {3, 10, "Wrong color type"}, {1, -1, "Wrong color type"}}) {
+        CImage<T> in(4, 3, iChannels);
         CImage<T> out(9, 9, 1);
         out.setPixel(0, 0, 0, T(7));
-        CColormap<T> map{TColormapType(c.iType)};
+        CColormap<T> map{TColormapType(iType)};
         map.setInput(&in);
         map.setOutput(&out);
-        expectRefusal([&] { map.exec(); }, c.pcMessage);
+        expectRefusal([&] { map.exec(); }, pcMessage);
         // Refused at the first pixel: resized, nothing rendered.
-        EXPECT_EQ(out.width(), 4);
-        EXPECT_EQ(out.height(), 3);
-        EXPECT_EQ(out.channels(), 3);
-        EXPECT_EQ(out.getPixel(0, 0, 0), T(0));
+        expectSameImage(out, CImage<T>(4, 3, 3));
     }
     // Without a pixel no colour is asked for, so nothing is refused.
-    const CImage<T> out = render(CImage<T>(0, 5, 1), TColormapType(42));
-    EXPECT_EQ(out.width(), 0);
-    EXPECT_EQ(out.channels(), 3);
+    expectSameImage(render(CImage<T>(0, 5, 1), TColormapType(42)), CImage<T>(0, 5, 3));
 }
 
 TYPED_TEST(ColormapTyped, ExecWithoutImagesIsRefusedAndDepthPrintsItsLine)
