@@ -48,10 +48,7 @@ CImage<T> convolve(const CImage<T>& in, std::vector<float>& mask, int iSize, int
 
 TEST(MaskGenerator, AverageIsNineNinthsAndKeepsAConstant)
 {
-    const std::vector<float> mask = generate(3, 9.0f);
-    for (float w : mask)
-        EXPECT_EQ(w, float(1.0 / 9));
-    expectSums(mask, 1.0, 0.0);
+    EXPECT_EQ(generate(3, 9.0f), std::vector<float>(9, float(1.0 / 9)));
     // Without a mask set the filter generates one in a buffer of its own.
     CConvolutionFilter<float> filter(3, 9.0f, 0.0f, 1.0f, 0);
     EXPECT_EQ(filter.mask(), nullptr);
@@ -84,9 +81,7 @@ TEST(MaskGenerator, GaussIsSymmetricSumsToOneAndShiftsEvenSizesByHalfAPixel)
     // Size 4: offsets +-0.5 and +-1.5, so the four inner cells are equal and
     // lie at squared radius 0.5.
     const std::vector<float> even = generate(4, 0.0f);
-    EXPECT_EQ(even[5], even[6]);
-    EXPECT_EQ(even[5], even[9]);
-    EXPECT_EQ(even[5], even[10]);
+    EXPECT_EQ((std::vector<float>{even[6], even[9], even[10]}), std::vector<float>(3, even[5]));
     EXPECT_NEAR(even[5] / even[0], std::exp(4.0), 1e-4); // 4.5 - 0.5
 }
 
@@ -119,8 +114,7 @@ TEST(MaskGenerator, EveryTypeNormalisesBothSigns)
         expectSums(generate(7, fType, 30.0f, 0.5f), dPos, dNeg);
     }
     // Every cell of an unknown type is -1 before normalisation: -1/49 after.
-    for (float w : generate(7, 10.0f))
-        EXPECT_EQ(w, float(1.0f / -49.0f));
+    EXPECT_EQ(generate(7, 10.0f), std::vector<float>(49, float(1.0f / -49.0f)));
 }
 
 TEST(MaskGenerator, QuarterTurnTransposesTheBar)
