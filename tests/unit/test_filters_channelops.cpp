@@ -99,7 +99,7 @@ TEST(CombineChannelDeathTest, AnUnknownOperationEndsTheProcessWithStatusZero)
     }
 }
 
-TEST(Threshold, ParametersComeFromTheImage)
+TEST(Threshold, ParametersComeFromTheImageAndRefusals)
 {
     // (0, 0) is the threshold, (0, 1) the value at or below, (1, 0) the
     // value above; 0.5 itself is not above, NaN compares false: above.
@@ -113,10 +113,8 @@ TEST(Threshold, ParametersComeFromTheImage)
     CImage<float> out(1, 1, 1);
     EXPECT_EQ(stdoutOf([&] { out = run(threshold, in); }), "");
     expectSameImage(out, want);
-}
 
-TEST(Threshold, RefusalsLeaveTheTargetResizedAndEmpty)
-{
+    // Refusals leave the target resized and empty.
     CImage<unsigned short> in16(3, 2, 1), out16(1, 1, 1);
     in16.setPixel(2, 1, 0, 9);
     CThreshold<unsigned short> t16;
@@ -127,7 +125,6 @@ TEST(Threshold, RefusalsLeaveTheTargetResizedAndEmpty)
               "Wrong depth for thresholding");
 
     const CImage<float> two(4, 4, 2);
-    CImage<float> out(1, 1, 1);
     CThreshold<float> t32;
     EXPECT_EQ(stdoutOf([&] { out = run(t32, two); }), "Too many channels for thresholding");
     EXPECT_EQ(out.channels(), 1);

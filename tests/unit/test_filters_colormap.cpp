@@ -80,9 +80,7 @@ TEST(ColourScales, LehmannSpiralEndsAtBlackAndAlmostWhite)
     EXPECT_EQ((std::vector<float>{r, g, b}), (std::vector<float>{0, 0, 0}));
     lehmannColorScale(1.0f, r, g, b, 6.2831855f, 0.0f);
     // 0.28867513 * 2 * float(1.7320508) stored as float: one step below 1.
-    EXPECT_EQ(r, 0.99999994f);
-    EXPECT_EQ(g, r);
-    EXPECT_EQ(b, r);
+    EXPECT_EQ((std::vector<float>{r, g, b}), std::vector<float>(3, 0.99999994f));
     // Halfway round the spiral the colour leaves the grey axis but keeps the
     // grey level.
     lehmannColorScale(0.5f, r, g, b, 6.2831855f, 0.0f);
