@@ -3,6 +3,7 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "FastVsReference.h"
@@ -79,9 +80,7 @@ TEST(ColourScales, LehmannSpiralEndsAtBlackAndAlmostWhite)
     EXPECT_EQ((std::vector<float>{r, g, b}), (std::vector<float>{0, 0, 0}));
     lehmannColorScale(1.0f, r, g, b, 6.2831855f, 0.0f);
     // 0.28867513 * 2 * float(1.7320508) stored as float: one step below 1.
-    EXPECT_EQ(r, 0.99999994f);
-    EXPECT_EQ(g, r);
-    EXPECT_EQ(b, r);
+    EXPECT_EQ((std::vector<float>{r, g, b}), std::vector<float>(3, 0.99999994f));
     // Halfway round the spiral the colour leaves the grey axis but keeps the
     // grey level.
     lehmannColorScale(0.5f, r, g, b, 6.2831855f, 0.0f);
@@ -147,16 +146,14 @@ TEST(ColormapFloat, ScalesTimes255AndChannelAssignments)
 
 TEST(ColormapFloat, HueOutsideKeepsThePreviousPixelInColumnOrder)
 {
-    forBothPaths([] {
-        // Full saturation; (1, 0) with hue -0.5 follows (0, 1) in column
-        // order, and (0, 0), visited first, has no colour before it.
-        const CImage<float> in = pixels<float>(2, 2, 2, {1, -0.5f, 0.25f, 0, 1, 1, 1, 1});
-        const CImage<float> out = render(in, COLORMAP_HSV);
-        expectPixel(out, 0, 0, 0.0f, 0.0f, 0.0f);
-        expectPixel(out, 0, 1, 127.5f, 255.0f, 0.0f); // yellow-green
-        expectPixel(out, 1, 0, 127.5f, 255.0f, 0.0f);
-        expectPixel(out, 1, 1, 255.0f, 0.0f, 0.0f);
-    });
+    // Full saturation; (1, 0) with hue -0.5 follows (0, 1) in column
+    // order, and (0, 0), visited first, has no colour before it.
+    const CImage<float> in = pixels<float>(2, 2, 2, {1, -0.5f, 0.25f, 0, 1, 1, 1, 1});
+    const CImage<float> out = render(in, COLORMAP_HSV);
+    expectPixel(out, 0, 0, 0.0f, 0.0f, 0.0f);
+    expectPixel(out, 0, 1, 127.5f, 255.0f, 0.0f); // yellow-green
+    expectPixel(out, 1, 0, 127.5f, 255.0f, 0.0f);
+    expectPixel(out, 1, 1, 255.0f, 0.0f, 0.0f);
 }
 
 TEST(ColormapInteger, UnscaledValuesWrapInsteadOfSaturating)
@@ -180,34 +177,22 @@ template <class T> class ColormapTyped : public ::testing::Test
 TYPED_TEST(ColormapTyped, WrongChannelCountOrTypeAfterTheResize)
 {
     using T = TypeParam;
-    const struct
-    {
-        int iChannels;
-        int iType;
-        const char* pcMessage;
-    } cases[] = {{2, 9, "Wrong number of channels"}, {3, 5, "Wrong number of channels"},
-                 {1, 7, "Wrong number of channels"}, {0, 0, "Wrong number of channels"},
-                 {3, 10, "Wrong color type"},        {1, -1, "Wrong color type"}};
-    forBothPaths([&] {
-        for (const auto& c : cases) {
-            CImage<T> in(4, 3, c.iChannels);
-            CImage<T> out(9, 9, 1);
-            out.setPixel(0, 0, 0, T(7));
-            CColormap<T> map{TColormapType(c.iType)};
-            map.setInput(&in);
-            map.setOutput(&out);
-            expectRefusal([&] { map.exec(); }, c.pcMessage);
-            // Refused at the first pixel: resized, nothing rendered.
-            EXPECT_EQ(out.width(), 4);
-            EXPECT_EQ(out.height(), 3);
-            EXPECT_EQ(out.channels(), 3);
-            EXPECT_EQ(out.getPixel(0, 0, 0), T(0));
-        }
-        // Without a pixel no colour is asked for, so nothing is refused.
-        const CImage<T> out = render(CImage<T>(0, 5, 1), TColormapType(42));
-        EXPECT_EQ(out.width(), 0);
-        EXPECT_EQ(out.channels(), 3);
-    });
+    const char* const pcChannels = "Wrong number of channels";
+    for (auto [iChannels, iType, pcMessage] :
+         {std::tuple{2, 9, pcChannels}, {3, 5, pcChannels}, {1, 7, pcChannels},
+          {0, 0, pcChannels}, {3, 10, "Wrong color type"}, {1, -1, "Wrong color type"}}) {
+        CImage<T> in(4, 3, iChannels);
+        CImage<T> out(9, 9, 1);
+        out.setPixel(0, 0, 0, T(7));
+        CColormap<T> map{TColormapType(iType)};
+        map.setInput(&in);
+        map.setOutput(&out);
+        expectRefusal([&] { map.exec(); }, pcMessage);
+        // Refused at the first pixel: resized, nothing rendered.
+        expectSameImage(out, CImage<T>(4, 3, 3));
+    }
+    // Without a pixel no colour is asked for, so nothing is refused.
+    expectSameImage(render(CImage<T>(0, 5, 1), TColormapType(42)), CImage<T>(0, 5, 3));
 }
 
 TYPED_TEST(ColormapTyped, ExecWithoutImagesIsRefusedAndDepthPrintsItsLine)

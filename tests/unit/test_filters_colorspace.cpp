@@ -1,5 +1,6 @@
 // Colour-space conversions: HSI without hue, normalised RGB, YUV to RGB and
 // the two-way HSI/RGB filter, at every depth.
+#include <array>
 #include <cmath>
 #include <string>
 
@@ -37,9 +38,12 @@ template <class T> class ColourSpaceTyped : public ::testing::Test
 };
 TYPED_TEST_SUITE(ColourSpaceTyped, PixelTypes);
 
-TYPED_TEST(ColourSpaceTyped, YuvOffsetsAndClampsAtEveryDepth)
+// Offsets, clamping to 0...255 (at depth 16 as well), truncation at the
+// integer depths; float offsets are subtracted in single precision.
+TYPED_TEST(ColourSpaceTyped, YuvWorkedValues)
 {
     using T = TypeParam;
+    const bool b16 = sizeof(T) == 2;
     const struct
     {
         bool bOffset;
@@ -48,28 +52,15 @@ TYPED_TEST(ColourSpaceTyped, YuvOffsetsAndClampsAtEveryDepth)
         {true, 16, 128, 128, 0, 0, 0},
         {false, 100, 0, 0, 100, 100, 100},
         {false, 255, 255, 255, 255, 0, 255}, // R 612 and B 706.9 clamp to 255, G -15.9 to 0
-        // At depth 16 the range is clamped to 0...255 as well.
-        {true, T(sizeof(T) == 2 ? 1000 : 16), 128, 128, T(sizeof(T) == 2 ? 255 : 0),
-         T(sizeof(T) == 2 ? 255 : 0), T(sizeof(T) == 2 ? 255 : 0)},
+        {true, T(b16 ? 1000 : 16), 128, 128, T(b16 ? 255 : 0), T(b16 ? 255 : 0), T(b16 ? 255 : 0)},
+        // y 84, u 22, v -38: R 30.724, G 103.5656, B 122.984.
+        {true, 100, 150, 90, T(84.0 + 1.402 * -38.0), T(84.0 - 0.7141 * -38.0 - 0.3441 * 22.0),
+         T(84.0 + 1.772 * 22.0)},
+        {true, T(16.3f), 128, 128, T(16.3f - 16.0f), T(16.3f - 16.0f), T(16.3f - 16.0f)},
     };
-    forBothPaths([&] {
-        for (const auto& c : cases)
-            expectPixel(run(CYuv2Rgb<T>(c.bOffset), filled<T>(1, 1, {c.y, c.u, c.v})), 0, 0,
-                        {c.r, c.g, c.b});
-    });
-}
-
-TEST(ColourSpace, YuvTruncatesAtIntegerDepths)
-{
-    // y 84, u 22, v -38: R 30.724, G 103.5656, B 122.984.
-    const CImage<unsigned char> in8 = filled<unsigned char>(1, 1, {100, 150, 90});
-    expectPixel<unsigned char>(run(CYuv2Rgb<unsigned char>(true), in8), 0, 0, {30, 103, 122});
-    expectPixel(run(CYuv2Rgb<float>(true), filled<float>(1, 1, {100, 150, 90})), 0, 0,
-                {float(84.0 + 1.402 * -38.0), float(84.0 - 0.7141 * -38.0 - 0.3441 * 22.0),
-                 float(84.0 + 1.772 * 22.0)});
-    // Float offsets are subtracted in single precision: 16.3 - 16 in float.
-    const CImage<float> g = run(CYuv2Rgb<float>(true), filled<float>(1, 1, {16.3f, 128, 128}));
-    EXPECT_EQ(g.getPixel(0, 0, 0), 16.3f - 16.0f);
+    for (const auto& c : cases)
+        expectPixel(run(CYuv2Rgb<T>(c.bOffset), filled<T>(1, 1, {c.y, c.u, c.v})), 0, 0,
+                    {c.r, c.g, c.b});
 }
 
 // The 8-bit path computes in integers what is defined in double: every one
@@ -121,25 +112,29 @@ TYPED_TEST(ColourSpaceTyped, YuvRefusalsNamesAndResize)
     expectSameImage(out, want);
 }
 
-TEST(ColourSpace, HsiForwardOnPrimaries)
+TEST(ColourSpace, HsiWorkedValues)
 {
-    forBothPaths([] {
-        expectPixel(hsiRgb<float>({1, 0, 0}, 0), 0, 0, {0.0f, 1.0f, float(0.3333333333)});
-        expectPixel(hsiRgb<float>({0, 0, 1}, 0), 0, 0,
-                    {0.6666666865348816f, 1.0f, 0.3333333432674408f});
-        // The intensity falls a hair short of 0.5, so grey gets a tiny
-        // negative saturation.
-        const CImage<float> grey = hsiRgb<float>({0.5f, 0.5f, 0.5f}, 0);
-        expectPixel(grey, 0, 0,
-                    {0.0f, float(1.0 - 0.5 / (1.5 * 0.3333333333)), float(1.5 * 0.3333333333)});
-        EXPECT_LT(grey.getPixel(0, 0, 1), 0.0f);
-        expectPixel(hsiRgb<float>({0, 0, 0}, 0), 0, 0, {0.0f, 0.0f, 0.0f});
-    });
-}
-
-TEST(ColourSpace, HsiBackwardAndRoundTrip)
-{
+    expectPixel(hsiRgb<float>({1, 0, 0}, 0), 0, 0, {0.0f, 1.0f, float(0.3333333333)});
+    expectPixel(hsiRgb<float>({0, 0, 1}, 0), 0, 0,
+                {0.6666666865348816f, 1.0f, 0.3333333432674408f});
+    // The intensity falls a hair short of 0.5, so grey gets a tiny
+    // negative saturation.
+    const CImage<float> grey = hsiRgb<float>({0.5f, 0.5f, 0.5f}, 0);
+    expectPixel(grey, 0, 0,
+                {0.0f, float(1.0 - 0.5 / (1.5 * 0.3333333333)), float(1.5 * 0.3333333333)});
+    EXPECT_LT(grey.getPixel(0, 0, 1), 0.0f);
+    expectPixel(hsiRgb<float>({0, 0, 0}, 0), 0, 0, {0.0f, 0.0f, 0.0f});
     expectPixel(hsiRgb<float>({0, 0, 0.5f}, 1), 0, 0, {0.5f, 0.5f, 0.5f});
+
+    // Integer depths truncate every result. I = 255 * 0.3333333333 =
+    // 84.99999999; the hue of blue (2/3) becomes 0.
+    expectPixel<unsigned char>(hsiRgb<unsigned char>({255, 0, 0}, 0), 0, 0, {0, 1, 84});
+    expectPixel<unsigned char>(hsiRgb<unsigned char>({0, 0, 255}, 0), 0, 0, {0, 1, 84});
+    expectPixel<unsigned short>(hsiRgb<unsigned short>({200, 100, 50}, 0), 0, 0, {0, 0, 116});
+    // H 0, S 1, I 90 back to RGB: R = 270.0000125, wrapped to 14 in 8
+    // bits; G a hair below 0 truncates to 0.
+    expectPixel<unsigned char>(hsiRgb<unsigned char>({0, 1, 90}, 1), 0, 0, {14, 0, 0});
+    expectPixel<unsigned short>(hsiRgb<unsigned short>({0, 1, 90}, 1), 0, 0, {270, 0, 0});
     // Every sector of the hue circle comes back to its colour.
     const float afColours[][3] = {{0.25f, 0.5f, 0.375f}, {0.75f, 0.125f, 0.5f},
                                   {0.5f, 0.25f, 0.125f}, {0.125f, 0.25f, 0.875f}};
@@ -151,90 +146,66 @@ TEST(ColourSpace, HsiBackwardAndRoundTrip)
     }
 }
 
-TEST(ColourSpace, HsiIntegerDepthsTruncateEveryResult)
-{
-    // I = 255 * 0.3333333333 = 84.99999999; the hue of blue (2/3) becomes 0.
-    expectPixel<unsigned char>(hsiRgb<unsigned char>({255, 0, 0}, 0), 0, 0, {0, 1, 84});
-    expectPixel<unsigned char>(hsiRgb<unsigned char>({0, 0, 255}, 0), 0, 0, {0, 1, 84});
-    expectPixel<unsigned short>(hsiRgb<unsigned short>({200, 100, 50}, 0), 0, 0, {0, 0, 116});
-    // H 0, S 1, I 90 back to RGB: R = 270.0000125, wrapped to 14 in 8 bits;
-    // G a hair below 0 truncates to 0.
-    expectPixel<unsigned char>(hsiRgb<unsigned char>({0, 1, 90}, 1), 0, 0, {14, 0, 0});
-    expectPixel<unsigned short>(hsiRgb<unsigned short>({0, 1, 90}, 1), 0, 0, {270, 0, 0});
-}
-
 TYPED_TEST(ColourSpaceTyped, HsiGroupsOfThreeAndOtherModes)
 {
     using T = TypeParam;
-    forBothPaths([] {
-        // Channel 3 is past the last complete group: never written.
-        CImage<T> in = pixels<T>(2, 1, 4, {0, 1, 0, 1, 0, 1, 0, 1}), out(2, 1, 4);
-        out.setPixel(1, 0, 3, T(77));
-        CHsiRgbFilter<T>(0).exec(&in, &out);
-        EXPECT_EQ(out.getPixel(1, 0, 3), T(77));
-        // 3 * 0.3333333333 rounds to 1 in float and truncates to 0 otherwise.
-        EXPECT_EQ(out.getPixel(1, 0, 2), T(tirn::isIntegerPixel<T>() ? 0 : 1));
-        // Two channels: no group, only the resize.
-        CImage<T> two(3, 2, 2), small(1, 1, 1);
-        two.setPixel(0, 0, 0, T(9));
-        CHsiRgbFilter<T>(1).exec(&two, &small);
-        EXPECT_EQ(small.width(), 3);
-        EXPECT_EQ(small.channels(), 2);
-        EXPECT_EQ(small.getPixel(0, 0, 0), T(0));
-        // Another mode converts nothing; SetMode changes it.
-        CImage<T> rgb = randomTestImage<T>(3, 3, 3, 5);
-        CImage<T> same(rgb);
-        CHsiRgbFilter<T> filter(2);
-        filter.exec(&rgb, &same);
-        expectSameImage(same, rgb);
-        filter.SetMode(0);
-        filter.exec(&rgb, &same);
-        EXPECT_EQ(same.getPixel(0, 0, 2), run(CHsiRgbFilter<T>(0), rgb).getPixel(0, 0, 2));
-    });
+    // Channel 3 is past the last complete group: never written.
+    CImage<T> in = pixels<T>(2, 1, 4, {0, 1, 0, 1, 0, 1, 0, 1}), out(2, 1, 4);
+    out.setPixel(1, 0, 3, T(77));
+    CHsiRgbFilter<T>(0).exec(&in, &out);
+    EXPECT_EQ(out.getPixel(1, 0, 3), T(77));
+    // 3 * 0.3333333333 rounds to 1 in float and truncates to 0 otherwise.
+    EXPECT_EQ(out.getPixel(1, 0, 2), T(tirn::isIntegerPixel<T>() ? 0 : 1));
+    // Two channels: no group, only the resize.
+    CImage<T> two(3, 2, 2), small(1, 1, 1);
+    two.setPixel(0, 0, 0, T(9));
+    CHsiRgbFilter<T>(1).exec(&two, &small);
+    expectSameImage(small, CImage<T>(3, 2, 2));
+    // Another mode converts nothing; SetMode changes it.
+    CImage<T> rgb = randomTestImage<T>(3, 3, 3, 5);
+    CImage<T> same(rgb);
+    CHsiRgbFilter<T> filter(2);
+    filter.exec(&rgb, &same);
+    expectSameImage(same, rgb);
+    filter.SetMode(0);
+    filter.exec(&rgb, &same);
+    EXPECT_EQ(same.getPixel(0, 0, 2), run(CHsiRgbFilter<T>(0), rgb).getPixel(0, 0, 2));
 }
 
 TEST(ColourSpace, Rgb2HsiUsesTheMaximumAsIntensity)
 {
-    forBothPaths([] {
-        // Channel 1 is deselected; (1, 0) is black: no saturation.
-        CImage<float> in = pixels<float>(2, 1, 4, {0.25f, 0, 9, 0, 0.5f, 0, 0.375f, 0});
-        in.setName("picture");
-        CRGB2HSI<float> op;
-        const CImage<float> out = run(op, in, "X#XX");
-        ASSERT_EQ(out.channels(), 3);
-        expectPixel(out, 0, 0, {0.0f, (0.5f - 0.25f) / 0.5f, 0.5f});
-        expectPixel(out, 1, 0, {0.0f, 0.0f, 0.0f});
-        EXPECT_STREQ(out.getChannelInfo(0), "Hue(empty)");
-        EXPECT_STREQ(out.getChannelInfo(1), "Saturation");
-        EXPECT_STREQ(out.getChannelInfo(2), "Intensity");
-        EXPECT_STREQ(out.getName(), "picture");
-    });
+    // Channel 1 is deselected; (1, 0) is black: no saturation.
+    CImage<float> in = pixels<float>(2, 1, 4, {0.25f, 0, 9, 0, 0.5f, 0, 0.375f, 0});
+    in.setName("picture");
+    CRGB2HSI<float> op;
+    CImage<float> want = pixels<float>(2, 1, 3, {0, 0, 0.5f, 0, 0.5f, 0});
+    want.setName("picture");
+    for (int c = 0; c < 3; ++c)
+        want.setChannelInfo(std::array{"Hue(empty)", "Saturation", "Intensity"}[c], c);
+    expectSameImage(run(op, in, "X#XX"), want);
 }
 
 TEST(ColourSpace, NormalizeRgbChromaticities)
 {
-    forBothPaths([] {
-        CImage<unsigned char> in8 =
-            pixels<unsigned char>(4, 1, 3, {0, 255, 10, 255, 0, 0, 20, 255, 0, 0, 30, 255});
-        in8.setName("scene");
-        CNormalizeRGB<unsigned char> n8;
-        // 42.5 and 85 truncated at (2, 0).
-        CImage<unsigned char> want8 =
-            pixels<unsigned char>(4, 1, 2, {0, 255, 42, 85, 0, 0, 85, 85});
-        want8.setName("scene");
-        want8.setChannelInfo("normed_r", 0);
-        want8.setChannelInfo("normed_g", 1);
-        expectSameImage(run(n8, in8), want8);
+    CImage<unsigned char> in8 =
+        pixels<unsigned char>(4, 1, 3, {0, 255, 10, 255, 0, 0, 20, 255, 0, 0, 30, 255});
+    in8.setName("scene");
+    CNormalizeRGB<unsigned char> n8;
+    // 42.5 and 85 truncated at (2, 0).
+    CImage<unsigned char> want8 = pixels<unsigned char>(4, 1, 2, {0, 255, 42, 85, 0, 0, 85, 85});
+    want8.setName("scene");
+    want8.setChannelInfo("normed_r", 0);
+    want8.setChannelInfo("normed_g", 1);
+    expectSameImage(run(n8, in8), want8);
 
-        CNormalizeRGB<unsigned short> n16; // scaled to 0...255 here too
-        expectPixel<unsigned short>(run(n16, filled<unsigned short>(1, 1, {1000, 3000, 0})), 0, 0,
-                                    {63, 191});
-        CNormalizeRGB<float> n32;
-        const CImage<float> out32 = run(n32, pixels<float>(2, 1, 3, {1, 0, 1, 0, 2, 0}));
-        expectPixel(out32, 0, 0, {0.25f, 0.25f});
-        EXPECT_TRUE(std::isnan(out32.getPixel(1, 0, 0))); // 0 / 0, unguarded
-        EXPECT_TRUE(std::isnan(out32.getPixel(1, 0, 1)));
-    });
+    CNormalizeRGB<unsigned short> n16; // scaled to 0...255 here too
+    expectPixel<unsigned short>(run(n16, filled<unsigned short>(1, 1, {1000, 3000, 0})), 0, 0,
+                                {63, 191});
+    CNormalizeRGB<float> n32;
+    const CImage<float> out32 = run(n32, pixels<float>(2, 1, 3, {1, 0, 1, 0, 2, 0}));
+    expectPixel(out32, 0, 0, {0.25f, 0.25f});
+    EXPECT_TRUE(std::isnan(out32.getPixel(1, 0, 0))); // 0 / 0, unguarded
+    EXPECT_TRUE(std::isnan(out32.getPixel(1, 0, 1)));
 }
 
 TEST(ColourSpace, RefusalsAreReportedNotRead)
