@@ -66,32 +66,6 @@ struct ThreadScope : EnvScope
     }
 };
 
-// The reference path, and the fast path even in a run started with
-// TIRN_REFERENCE=1.
-struct ReferencePathScope : PathScope
-{
-    ReferencePathScope() : PathScope(true) {}
-};
-struct FastPathScope : PathScope
-{
-    FastPathScope() : PathScope(false) {}
-};
-
-// Runs f once on each path.
-template <class F> void forBothPaths(F&& f)
-{
-    {
-        FastPathScope scope;
-        SCOPED_TRACE("fast path");
-        f();
-    }
-    {
-        ReferencePathScope scope;
-        SCOPED_TRACE("reference path");
-        f();
-    }
-}
-
 // Which NaN an operation on two NaN operands returns (sign, payload) is the
 // processor's pick by operand position, and the compiler may swap the
 // operands of a commutative operation; so any NaN matches any NaN.
