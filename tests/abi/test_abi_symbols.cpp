@@ -171,31 +171,27 @@ TEST_F(AbiSymbols, FolderListsTheSixIcons)
 {
     auto folder = static_cast<void* const*>(m->symbol("gsFolder_tirnvision"));
     auto icons = static_cast<void* const*>(m->symbol("gasIconsOfFolder_tirnvision"));
-    ASSERT_NE(folder, nullptr);
-    ASSERT_NE(icons, nullptr);
+    ASSERT_TRUE(folder && icons);
     EXPECT_EQ(folder[0], nullptr);
     EXPECT_STREQ(static_cast<const char*>(folder[1]), "tirnvision");
     EXPECT_EQ(folder[2], icons);
-    const char* const acLabels[][2] = {{"CImage|to|pins", ""},
-                                       {"pins|to|CImage", ""},
-                                       {"display_image", ""},
-                                       {"HSI<>RGB|Filter", ""},
-                                       {"Convolution|Filter", "ConvolutionFilter"},
-                                       {"Cortical|Layer", "CortLayerFilter"}};
+    const char* const acLabels[][2] = {
+        {"CImage|to|pins", ""},  {"pins|to|CImage", ""},
+        {"display_image", ""},   {"HSI<>RGB|Filter", ""},
+        {"Convolution|Filter", "ConvolutionFilter"}, {"Cortical|Layer", "CortLayerFilter"}};
     for (int i = 0; i < 6; ++i) {
         void* const* entry = icons + 5 * i;
         const std::string icon = kIcons[i];
         EXPECT_EQ(entry[0], icons[0]) << "one shared folder string";
         EXPECT_STREQ(static_cast<const char*>(entry[0]), "tirnvision");
         EXPECT_EQ(static_cast<const char*>(entry[1]), icon);
-        EXPECT_EQ(entry[2], m->symbol("ICONDEF_" + icon));
-        EXPECT_EQ(entry[3], nullptr);
-        EXPECT_EQ(entry[4], nullptr);
+        EXPECT_EQ(std::vector<void*>(entry + 2, entry + 5),
+                  (std::vector<void*>{m->symbol("ICONDEF_" + icon), nullptr, nullptr}));
         auto def = static_cast<void* const*>(entry[2]);
         ASSERT_NE(def, nullptr);
-        EXPECT_EQ(def[0], nullptr);
-        EXPECT_EQ(def[1], m->symbol("_fun1_" + icon));
-        EXPECT_EQ(def[2], m->symbol("_fun2_" + icon));
+        EXPECT_EQ(std::vector<void*>(def, def + 3),
+                  (std::vector<void*>{nullptr, m->symbol("_fun1_" + icon),
+                                      m->symbol("_fun2_" + icon)}));
         EXPECT_STREQ(static_cast<const char*>(def[5]), acLabels[i][0]);
         EXPECT_STREQ(static_cast<const char*>(def[6]), acLabels[i][1]);
         EXPECT_EQ(def[7], nullptr);

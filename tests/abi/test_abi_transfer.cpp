@@ -15,14 +15,6 @@ typedef std::vector<unsigned char> Bytes;
 class AbiTransfer : public AbiTest
 {
 protected:
-    void transfer(const std::string& sPrefix, void* p, const std::string& sMethod,
-                  const std::vector<Arg>& args)
-    {
-        if (sMethod == "getChannelRegion")
-            m->callExport(sPrefix + sMethod, ValueType::Void, p, args);
-        else
-            call(p, sMethod, args);
-    }
     // Hands the values to the wrapper as bytes or floats, and back as floats.
     Floats through(bool bFloats, void* p, const std::string& sMethod, std::vector<Arg> args,
                    const Floats& values)
@@ -32,7 +24,10 @@ protected:
         args.push_back(bFloats ? Arg::floats(f) : Arg::bytes(b));
         if (sMethod.find("Data") != std::string::npos)
             std::rotate(args.begin(), args.end() - 1, args.end()); // the array comes first
-        transfer(bFloats ? "CImage32_" : "CImage8_", p, sMethod, args);
+        if (sMethod == "getChannelRegion")
+            m->callExport((bFloats ? "CImage32_" : "CImage8_") + sMethod, ValueType::Void, p, args);
+        else
+            call(p, sMethod, args);
         return bFloats ? f : Floats(b.begin(), b.end());
     }
     // One channel's region read into an array filled with kUntouched.

@@ -265,20 +265,15 @@ TEST_F(AbiUnits, DisplayDrawsGreyAndRgbTilesWithZoom)
 TEST_F(AbiUnits, OptionRFollowsTheImageSize)
 {
     // Held by the user (the second state value set), the window keeps its size.
-    Unit* held = display(80, 80, 3, 0, 2, 1, "R");
-    net->windowOf(held)->setSizeLocked(true);
-    feed(held, 32, 100, 50, 1);
-    ASSERT_TRUE(net->run({held}));
-    EXPECT_EQ(net->windowOf(held)->width(), 160);
-
-    for (const char* pcOptions : {"", "R"}) {
-        Unit* u = display(80, 80, 3, 0, 2, 1, pcOptions);
+    for (const char* pcOptions : {"", "R", "R held"}) {
+        Unit* u = display(80, 80, 3, 0, 2, 1, std::string(pcOptions).substr(0, 1).c_str());
+        Window* w = net->windowOf(u);
+        w->setSizeLocked(pcOptions[1] != 0);
         feed(u, 32, 100, 50, 1);
         ASSERT_TRUE(net->run({u}));
-        Window* w = net->windowOf(u);
-        const bool bR = *pcOptions != 0;
-        EXPECT_EQ(w->width(), bR ? 200 : 160);
-        EXPECT_EQ(w->height(), bR ? 100 : 160);
+        const bool bR = std::string(pcOptions) == "R";
+        EXPECT_EQ(w->width(), bR ? 200 : 160) << pcOptions;
+        EXPECT_EQ(w->height(), bR ? 100 : 160) << pcOptions;
         // Window (X, Y) shows pixel (X / 2, 49 - Y / 2).
         EXPECT_EQ(w->grey(2 * 79, 2 * 49), 79);
         EXPECT_EQ(w->grey(2 * 12, 2 * 45), 52);
