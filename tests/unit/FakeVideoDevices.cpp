@@ -62,10 +62,9 @@ struct FrameClock
 TIRN_CANCELLATION_FRAME void sleepUntil(std::unique_lock<std::mutex>& lock, Clock::time_point due)
 {
     lock.unlock();
-    const auto ns = std::chrono::duration_cast<std::chrono::nanoseconds>(due.time_since_epoch());
-    timespec ts;
-    ts.tv_sec = time_t(ns.count() / 1000000000);
-    ts.tv_nsec = long(ns.count() % 1000000000);
+    const long long ns =
+        std::chrono::duration_cast<std::chrono::nanoseconds>(due.time_since_epoch()).count();
+    const timespec ts = {time_t(ns / 1000000000), long(ns % 1000000000)};
     while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &ts, nullptr) == EINTR) {
     }
     lock.lock();
@@ -75,6 +74,18 @@ int fail(int iErrno)
 {
     errno = iErrno;
     return -1;
+}
+
+// Rows are red, columns green, the frame number blue; the version-1 cards
+// store blue first, libv4l2 delivers red first.
+void paint(unsigned char* p, int width, int height, long slot, bool bBlueFirst, int padding)
+{
+    for (int r = 0; r < height; ++r, p += padding)
+        for (int c = 0; c < width; ++c, p += 3) {
+            p[bBlueFirst ? 0 : 2] = static_cast<unsigned char>(slot);
+            p[1] = static_cast<unsigned char>(c);
+            p[bBlueFirst ? 2 : 0] = static_cast<unsigned char>(r);
+        }
 }
 
 void* mapFail(int iErrno)
@@ -136,8 +147,7 @@ int v1Open(const char* pcPath, int)
     device.stats.open = true;
     ++device.stats.opens;
     device.clock = FrameClock();
-    for (V4L1Buffer& buffer : device.buffers)
-        buffer = V4L1Buffer();
+    std::fill(std::begin(device.buffers), std::end(device.buffers), V4L1Buffer());
     return 100 + d;
 }
 
@@ -151,13 +161,8 @@ TIRN_CANCELLATION_FRAME int v1Sync(std::unique_lock<std::mutex>& lock, V4L1Devic
     if (g_v1Config.failSyncAfter >= 0 && device.stats.syncs >= g_v1Config.failSyncAfter)
         return fail(EIO);
     V4L1Buffer& buffer = device.buffers[iFrame];
-    unsigned char* p = device.area + std::size_t(iFrame) * std::size_t(g_v1Config.frameBytes);
-    for (int r = 0; r < buffer.height; ++r)
-        for (int c = 0; c < buffer.width; ++c) {
-            *p++ = static_cast<unsigned char>(buffer.slot); // blue first
-            *p++ = static_cast<unsigned char>(c);
-            *p++ = static_cast<unsigned char>(r);
-        }
+    paint(device.area + std::size_t(iFrame) * std::size_t(g_v1Config.frameBytes), buffer.width,
+          buffer.height, buffer.slot, true, 0);
     buffer.queued = false;
     device.stats.lastCompleted = buffer.slot;
     ++device.stats.syncs;
@@ -332,13 +337,8 @@ int v2Dequeue(std::unique_lock<std::mutex>& lock, v4l2_buffer& buffer)
     sleepUntil(lock, g_v2.clock.due(slot, g_v2Config.intervalMs));
     if (g_v2Config.failDequeueAfter >= 0 && g_v2.stats.dequeued >= g_v2Config.failDequeueAfter)
         return fail(EIO);
-    unsigned char* p = g_v2.buffers[index].data.data();
-    for (unsigned r = 0; r < g_v2.height; ++r, p += kRowPadding)
-        for (unsigned c = 0; c < g_v2.width; ++c) {
-            *p++ = static_cast<unsigned char>(r);
-            *p++ = static_cast<unsigned char>(c);
-            *p++ = static_cast<unsigned char>(slot);
-        }
+    paint(g_v2.buffers[index].data.data(), int(g_v2.width), int(g_v2.height), slot, false,
+          kRowPadding);
     buffer.index = index;
     buffer.bytesused = bytesPerLine() * g_v2.height;
     buffer.flags = 0;

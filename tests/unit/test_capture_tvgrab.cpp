@@ -239,12 +239,15 @@ TEST_F(CaptureTVGrab, SizesTheCardCannotDeliverAreRefused)
     CImageTVGrab grabber(320, 10);
     EXPECT_EQ(exceptionText([&] { grabber.setsize(400, 0); }),
               "vfl:setsize: width to large(400) \n");
-    EXPECT_EQ(exceptionText([&] { grabber.setsize(0, 0); }),
-              "vfl:setsize: size 0x0 does not fit the frame buffers \n");
-    EXPECT_EQ(exceptionText([&] { grabber.setsize(320, 241); }),
-              "vfl:setsize: size 320x241 does not fit the frame buffers \n");
-    EXPECT_EQ(exceptionText([&] { grabber.setsize(-8, 0); }),
-              "vfl:setsize: size -8x-6 does not fit the frame buffers \n");
+    const struct
+    {
+        int w, h;
+        const char* pcSize;
+    } refused[] = {{0, 0, "0x0"}, {320, 241, "320x241"}, {-8, 0, "-8x-6"}};
+    for (const auto& r : refused)
+        EXPECT_EQ(exceptionText([&] { grabber.setsize(r.w, r.h); }),
+                  std::string("vfl:setsize: size ") + r.pcSize +
+                      " does not fit the frame buffers \n");
     EXPECT_EQ(exceptionText([] { CImageTVGrab(2, 300000000); }),
               "vfl:setsize: size 2x300000000 does not fit the frame buffers \n");
     // The device keeps its size; the frames say so.
@@ -368,24 +371,17 @@ using CaptureTVGrabDeathTest = CaptureTVGrab;
 TEST_F(CaptureTVGrabDeathTest, AFailedSyncOrRequestInTheThreadEndsTheProcess)
 {
     ::testing::FLAGS_gtest_death_test_style = "threadsafe";
-    EXPECT_DEATH(
-        {
-            fake::V4L1Config c = config();
-            c.failSyncAfter = 3;
-            fake::installV4L1(c);
-            CImageTVGrab grabber(16, 12);
-            sleepFrames(50);
-        },
-        "vfl:VIDIOCSYNC: Input/output error");
-    EXPECT_DEATH(
-        {
-            fake::V4L1Config c = config();
-            c.failCaptureAfter = 4;
-            fake::installV4L1(c);
-            CImageTVGrab grabber(16, 12);
-            sleepFrames(50);
-        },
-        "vfl:VIDIOCMCAPTURE: Input/output error");
+    for (bool bSync : {true, false}) {
+        fake::V4L1Config c = config();
+        (bSync ? c.failSyncAfter : c.failCaptureAfter) = bSync ? 3 : 4;
+        EXPECT_DEATH(
+            {
+                fake::installV4L1(c);
+                CImageTVGrab grabber(16, 12);
+                sleepFrames(50);
+            },
+            bSync ? "vfl:VIDIOCSYNC: Input/output error" : "vfl:VIDIOCMCAPTURE: Input/output error");
+    }
 }
 
 TEST_F(CaptureTVGrab, WithoutAnInstalledDriverDevicesGoThroughLibv4l1)
