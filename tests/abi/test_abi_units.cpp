@@ -3,6 +3,7 @@
 // functions where no dialog reaches a case), run in networks, pixels read
 // back from window framebuffers.
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <sstream>
 
@@ -268,7 +269,7 @@ TEST_F(AbiUnits, OptionRFollowsTheImageSize)
     for (const char* pcOptions : {"", "R", "R held"}) {
         Unit* u = display(80, 80, 3, 0, 2, 1, std::string(pcOptions).substr(0, 1).c_str());
         Window* w = net->windowOf(u);
-        w->setSizeLocked(pcOptions[1] != 0);
+        w->setSizeLocked(std::strlen(pcOptions) > 1);
         feed(u, 32, 100, 50, 1);
         ASSERT_TRUE(net->run({u}));
         const bool bR = std::string(pcOptions) == "R";
