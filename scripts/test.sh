@@ -31,7 +31,10 @@ cmake --build "$dir" -j2
 ctest --test-dir "$dir" -j2 --output-on-failure ${select:-}
 if [ "$dir" = build ]; then
     # Every filter once more on its reference path: the fast paths' results
-    # must not be what the suite depends on. (The installed tree runs no
-    # filter of its own to switch.)
-    TIRN_REFERENCE=1 ctest --test-dir "$dir" -j2 --output-on-failure -E InstalledTree
+    # must not be what the suite depends on. Suites that reach no filter
+    # (file formats, capture, the image's own methods, the host emulator,
+    # the ABI's plumbing, the installed tree) would only run twice; a new
+    # suite runs in both passes until it is listed here.
+    no_filter='^(Abi(ClassTour|Files|HostRecords|Image|Smoke|Symbols|Transfer)|Capture|ClassTableParser|CompressedStream|ExceptionTest|FileDispatch|Gipl|GzStream|Host|Image(Budget|Channel|Conversion|Describe|Layout|Test|Values)|InstalledTree|Lan|LzwStream|Magick|Mtx|PrototypeParser|Tiff)'
+    TIRN_REFERENCE=1 ctest --test-dir "$dir" -j2 --output-on-failure -E "$no_filter"
 fi

@@ -46,11 +46,8 @@ def test_numpy_round_trip_is_exact_and_pixels_land_where_numpy_has_them(dtype, l
     # column 6, row 4, last channel
     expected = a[4, 6] if layout == "HxW" else a[4, 6, 2] if not planar else a[2, 4, 6]
     assert img.getPixel(6, 4, img.channels() - 1) == np.float32(expected)
-
-
-def test_one_channel_image_reads_back_planar_as_1xHxW():
-    img = tv.CImage.from_numpy(np.arange(6, dtype=np.uint8).reshape(2, 3))
-    assert img.to_numpy(planar=True).shape == (1, 2, 3)
+    if layout == "HxW":
+        assert img.to_numpy(planar=True).shape == (1, 5, 7)
 
 
 def test_another_dtype_is_refused_unless_a_conversion_is_asked_for():
@@ -212,27 +209,6 @@ def test_convolution_filter_keeps_its_mask_array():
     out = tv.CImage(32)
     conv.exec(src, out)
     assert out.to_numpy()[1:3, 1:4].tolist() == src.to_numpy()[1:3, 1:4].tolist()
-
-
-def test_filter_chain_matches_the_cpp_classes_bit_for_bit(tmp_path):
-    reference = tmp_path / "chain.raw"
-    subprocess.run([os.environ["TIRN_CHAIN_REFERENCE"], str(reference)], check=True,
-                   stdout=subprocess.DEVNULL)
-    y, x, c = np.mgrid[0:17, 0:23, 0:3]
-    img = tv.CImage.from_numpy(((x * 37 + y * 11 + c * 83) % 256).astype(np.uint8))
-    data = img.convertDepth(32)
-    with tv.silenced():
-        for name, setup in [("CGaussFilter", lambda f: f.setBandwidth(1.5)),
-                            ("CSobelFilter", lambda f: f.setDirection(iDir=1)),
-                            ("CMedianFilter", lambda f: f.setNeighborhood(3))]:
-            f = getattr(tv, name)(32)
-            setup(f)
-            out = tv.CImage(32)
-            f.setInput(data)
-            f.setOutput(out)
-            f.exec()
-            data = out
-    assert data.to_numpy(planar=True).tobytes() == reference.read_bytes()
 
 
 def test_help_shows_the_prototype_lines_and_purposes():

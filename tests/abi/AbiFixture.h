@@ -26,7 +26,7 @@ inline Arg F(float f) { return Arg::real(f); }
 // The host sees an image handle as opaque; these tests also forge handles of
 // a depth no image has, which needs the start of the image's layout: the
 // channel list (one std::vector, three pointers), then depth, width, height,
-// channel count and the name. AbiImage.LayoutOfTheForgedHandleMatches checks
+// channel count and the name. AbiImage.DepthCodesDefaultsAndRefusedDepths checks
 // this against real images.
 struct ForgedImage
 {
@@ -42,7 +42,6 @@ class AbiTest : public ::testing::Test
 {
 protected:
     void SetUp() override { m = std::make_unique<tirnhost::Module>(TIRN_MODULE_PATH); }
-    void TearDown() override { m.reset(); }
 
     void* image(int iDepth, int w = 1, int h = 1, int c = 1)
     {
@@ -55,6 +54,12 @@ protected:
     int callInt(void* pImage, const std::string& sMethod, const std::vector<Arg>& args = {})
     {
         return call(pImage, sMethod, args).i;
+    }
+    // Width, height and channel count as one number (while each is below 10).
+    int shape(void* pImage)
+    {
+        return callInt(pImage, "width") * 100 + callInt(pImage, "height") * 10 +
+               callInt(pImage, "channels");
     }
     float pixel(void* pImage, int x, int y, int c = 0)
     {
@@ -84,6 +89,14 @@ protected:
                     setPixel(p, x, y, k, float(100 * k + 10 * y + x));
         return p;
     }
+    // A one-row, one-channel image holding the given values.
+    void* row(int iDepth, const std::vector<float>& values)
+    {
+        void* p = image(iDepth, int(values.size()), 1, 1);
+        for (std::size_t x = 0; x < values.size(); ++x)
+            setPixel(p, int(x), 0, 0, values[x]);
+        return p;
+    }
     std::vector<ScriptError> errors() { return m->takeErrors(); }
     static std::string stdoutOf(const std::function<void()>& run)
     {
@@ -98,6 +111,56 @@ protected:
 };
 
 typedef std::vector<ScriptError> Errors;
+typedef std::vector<float> Floats;
+
+const int kDepths[] = {8, 16, 32};
+
+typedef std::vector<std::pair<const char*, std::vector<Arg>>> Calls;
+
+// Every filter class with the channel count of its tour's input and the calls
+// a script makes between setOutput and exec. Only the names starting with
+// "set" dispatch on the depth; the two-image classes take no calls.
+struct FilterClass
+{
+    const char* pcClass;
+    int iChannels;
+    Calls calls;
+};
+
+inline const std::vector<FilterClass>& filterClasses()
+{
+    static std::vector<float> mask = {1, 2, 1};
+    static const Arg X = Arg::text("X");
+    static const std::vector<FilterClass> classes = {
+        {"CMedianFilter", 3, {{"setNeighborhood", {I(3)}}, {"selectChannel", {Arg::text("X#X")}}}},
+        {"CCombineChannel", 3,
+         {{"setOperation", {I(0)}}, {"selectChannel", {Arg::text("XX#")}},
+          {"selectChannel", {I(2), I(1)}}, {"selected", {}}}},
+        {"CNormalizeRGB", 3, {}},
+        {"CDistance", 3, {}},
+        {"CThreshold", 3, {}},
+        {"CGenericConvolution", 2,
+         {{"setParameters", {Arg::floats(mask), F(0.25f), I(3), I(1)}},
+          {"selectChannel", {Arg::text("XX")}}}},
+        {"CGaussFilter", 1, {{"setBandwidth", {F(1.0f)}}, {"selectChannel", {X}}}},
+        {"CMeanFilter", 2,
+         {{"prohibitMMX", {}}, {"setParameters", {I(3), I(3)}}, {"setNeighborhood", {I(3)}},
+          {"selectChannel", {Arg::text("+")}}}},
+        {"CSobelFilter", 1,
+         {{"setNeighborhood", {I(5)}}, {"setDirection", {}}, {"selectChannel", {X}}}},
+        {"CRankFilter", 1,
+         {{"setNeighborhood", {I(3)}}, {"setRank", {I(4)}}, {"selectChannel", {X}}}},
+        {"CShadingFilter", 1,
+         {{"setSize", {I(3)}}, {"setConstant", {F(2.0f)}}, {"selectChannel", {X}}}},
+        {"CSelectChannel", 3, {{"selectChannel", {Arg::text("#XX")}}}},
+        {"CColormap", 1, {{"setType", {I(1)}}}},
+        {"CsimpleMedian", 1, {}},
+        {"CHsiRgbFilter", 3, {}},
+        {"CConvolutionFilter", 1, {}},
+        {"CYuv2Rgb", 3, {}},
+    };
+    return classes;
+}
 
 } // namespace abitest
 

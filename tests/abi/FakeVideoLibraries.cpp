@@ -23,37 +23,26 @@ void* variadicPointer(va_list args) { return va_arg(args, void*); }
 #pragma GCC visibility push(default)
 extern "C" {
 
-int v4l1_open(const char* pcFile, int iFlags, ...) { return fake::v4l1Access().open(pcFile, iFlags); }
-int v4l1_close(int iFd) { return fake::v4l1Access().close(iFd); }
-int v4l1_ioctl(int iFd, unsigned long int ulRequest, ...)
-{
-    va_list args;
-    va_start(args, ulRequest);
-    void* pArg = variadicPointer(args);
-    va_end(args);
-    return fake::v4l1Access().ioctl(iFd, ulRequest, pArg);
-}
-void* v4l1_mmap(void* pStart, size_t length, int iProt, int iFlags, int iFd, int64_t offset)
-{
-    return fake::v4l1Access().mmap(pStart, length, iProt, iFlags, iFd, offset);
-}
-int v4l1_munmap(void* pStart, size_t length) { return fake::v4l1Access().munmap(pStart, length); }
+// Each library's five calls, handed to its fake device.
+#define FAKE_VIDEO_LIBRARY(lib, access)                                                            \
+    int lib##_open(const char* pcFile, int iFlags, ...) { return access().open(pcFile, iFlags); } \
+    int lib##_close(int iFd) { return access().close(iFd); }                                       \
+    int lib##_ioctl(int iFd, unsigned long int ulRequest, ...)                                     \
+    {                                                                                              \
+        va_list args;                                                                              \
+        va_start(args, ulRequest);                                                                 \
+        void* pArg = variadicPointer(args);                                                        \
+        va_end(args);                                                                              \
+        return access().ioctl(iFd, ulRequest, pArg);                                               \
+    }                                                                                              \
+    void* lib##_mmap(void* pStart, size_t length, int iProt, int iFlags, int iFd, int64_t offset)  \
+    {                                                                                              \
+        return access().mmap(pStart, length, iProt, iFlags, iFd, offset);                          \
+    }                                                                                              \
+    int lib##_munmap(void* pStart, size_t length) { return access().munmap(pStart, length); }
 
-int v4l2_open(const char* pcFile, int iFlags, ...) { return fake::v4l2Access().open(pcFile, iFlags); }
-int v4l2_close(int iFd) { return fake::v4l2Access().close(iFd); }
-int v4l2_ioctl(int iFd, unsigned long int ulRequest, ...)
-{
-    va_list args;
-    va_start(args, ulRequest);
-    void* pArg = variadicPointer(args);
-    va_end(args);
-    return fake::v4l2Access().ioctl(iFd, ulRequest, pArg);
-}
-void* v4l2_mmap(void* pStart, size_t length, int iProt, int iFlags, int iFd, int64_t offset)
-{
-    return fake::v4l2Access().mmap(pStart, length, iProt, iFlags, iFd, offset);
-}
-int v4l2_munmap(void* pStart, size_t length) { return fake::v4l2Access().munmap(pStart, length); }
+FAKE_VIDEO_LIBRARY(v4l1, fake::v4l1Access)
+FAKE_VIDEO_LIBRARY(v4l2, fake::v4l2Access)
 
 } // extern "C"
 #pragma GCC visibility pop

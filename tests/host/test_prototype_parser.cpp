@@ -1,6 +1,7 @@
 // The host emulator's reading of class tables: markers, result and parameter
 // types, names, defaults, derived export names, and lines it must refuse.
 #include <cmath>
+#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -10,87 +11,57 @@ namespace {
 
 using namespace tirnhost;
 
-TEST(PrototypeParser, MethodWithTypesNamesAndDefaults)
+// Kind, result, name, every parameter with its type, name and default, the
+// number of required parameters and the export name, on one line.
+std::string summary(const Prototype& p)
 {
-    const Prototype p = parsePrototype("int save(char* pcPath, int iFormat=2,int=0)", "CImage_1_");
-    EXPECT_EQ(p.kind, LineKind::Method);
-    EXPECT_EQ(p.result, ValueType::Int);
-    EXPECT_EQ(p.name, "save");
-    EXPECT_EQ(p.exportName, "CImage_1_save");
-    ASSERT_EQ(p.params.size(), 3u);
-    EXPECT_EQ(p.params[0].type, ValueType::Text);
-    EXPECT_EQ(p.params[0].name, "pcPath");
-    EXPECT_FALSE(p.params[0].hasDefault);
-    EXPECT_EQ(p.params[1].name, "iFormat");
-    EXPECT_TRUE(p.params[1].hasDefault);
-    EXPECT_EQ(p.params[1].defaultValue, 2);
-    EXPECT_EQ(p.params[2].name, "");
-    EXPECT_EQ(p.params[2].defaultValue, 0);
-    EXPECT_EQ(p.requiredCount(), 1);
+    static const char* const kTypes[] = {"void",  "int",    "float", "text",
+                                         "bytes", "floats", "image"};
+    static const char* const kKinds[] = {"method", "ctor", "dtor", "pin"};
+    std::ostringstream s;
+    s << kKinds[int(p.kind)] << ' ' << kTypes[int(p.result)] << ' ' << p.name << '(';
+    for (std::size_t i = 0; i < p.params.size(); ++i) {
+        s << (i ? ", " : "") << kTypes[int(p.params[i].type)];
+        if (!p.params[i].name.empty())
+            s << ' ' << p.params[i].name;
+        if (p.params[i].hasDefault)
+            s << '=' << p.params[i].defaultValue;
+    }
+    s << ") " << p.requiredCount() << ' ' << p.exportName;
+    return s.str();
 }
 
-TEST(PrototypeParser, OddSpacingIsTolerated)
+// Odd spacing, "(void)", negative and array defaults, and the special lines
+// with their export names.
+TEST(PrototypeParser, LinesAndWhatTheyDeclare)
 {
-    const Prototype a = parsePrototype("void  histogram(int, float, float, int, float*)", "X_");
-    EXPECT_EQ(a.name, "histogram");
-    EXPECT_EQ(a.params.size(), 5u);
-    EXPECT_EQ(a.params[4].type, ValueType::Floats);
-
-    const Prototype b = parsePrototype("int selectChannel(  char*)", "X_");
-    ASSERT_EQ(b.params.size(), 1u);
-    EXPECT_EQ(b.params[0].type, ValueType::Text);
-
-    const Prototype c = parsePrototype(
-        "class CImage HistogramDistance(class CImage, float *, float, float, float*)", "F_0_");
-    EXPECT_EQ(c.result, ValueType::Image);
-    EXPECT_EQ(c.params[0].type, ValueType::Image);
-    EXPECT_EQ(c.params[1].type, ValueType::Floats);
-
-    const Prototype d = parsePrototype("CMedianFilter(int iDEpth = 32)", "CMedianFilter_0_");
-    EXPECT_EQ(d.params[0].name, "iDEpth");
-    EXPECT_EQ(d.params[0].defaultValue, 32);
-}
-
-TEST(PrototypeParser, NegativeAndPointerDefaults)
-{
-    const Prototype p = parsePrototype("class CImage rotate(float,float=-1,float=-1)", "CImage_");
-    EXPECT_EQ(p.params[1].type, ValueType::Float);
-    EXPECT_EQ(p.params[1].defaultValue, -1);
-    EXPECT_EQ(p.requiredCount(), 1);
-
-    const Prototype q = parsePrototype(
-        "CConvolutionFilter(int iSrcDepth=8, float*=0, int=1, int=0, float=0, float=1, int=0)",
-        "CConvolutionFilter_0_");
-    EXPECT_EQ(q.params[1].type, ValueType::Floats);
-    EXPECT_TRUE(q.params[1].hasDefault);
-    EXPECT_EQ(q.params[5].defaultValue, 1);
-    EXPECT_EQ(q.requiredCount(), 0);
-}
-
-TEST(PrototypeParser, VoidParameterListIsEmpty)
-{
-    EXPECT_TRUE(parsePrototype("int isAttached(void)", "CImage_").params.empty());
-    EXPECT_TRUE(parsePrototype("~CMedianFilter(void)", "M_0_").params.empty());
-    EXPECT_TRUE(parsePrototype("void exec()", "M_0_").params.empty());
-}
-
-TEST(PrototypeParser, SpecialLinesAndTheirExportNames)
-{
-    const Prototype ctor = parsePrototype(
-        "CImage(int iDepth=32, int iWidth=1, int iHeight=1, int iChannels=1)", "CImage_");
-    EXPECT_EQ(ctor.kind, LineKind::Constructor);
-    EXPECT_EQ(ctor.exportName, "CImage_CImage");
-    EXPECT_EQ(ctor.params.size(), 4u);
-
-    const Prototype dtor = parsePrototype("~CImage()", "CImage_");
-    EXPECT_EQ(dtor.kind, LineKind::Destructor);
-    EXPECT_EQ(dtor.name, "CImage");
-    EXPECT_EQ(dtor.exportName, "CImage_FREE_CImage");
-
-    const Prototype compatible = parsePrototype("COMPATIBLE_CImage ()", "CImage_");
-    EXPECT_EQ(compatible.kind, LineKind::PinFunction);
-    EXPECT_EQ(compatible.exportName, "CImage_COMPATIBLE_CImage");
-    EXPECT_EQ(parsePrototype("DESCRIBE_CImage()", "CImage_").kind, LineKind::PinFunction);
+    const char* const cases[][3] = {
+        {"int save(char* pcPath, int iFormat=2,int=0)", "CImage_1_",
+         "method int save(text pcPath, int iFormat=2, int=0) 1 CImage_1_save"},
+        {"void  histogram(int, float, float, int, float*)", "X_",
+         "method void histogram(int, float, float, int, floats) 5 X_histogram"},
+        {"int selectChannel(  char*)", "X_", "method int selectChannel(text) 1 X_selectChannel"},
+        {"class CImage HistogramDistance(class CImage, float *, float, float, float*)", "F_0_",
+         "method image HistogramDistance(image, floats, float, float, floats) 5 "
+         "F_0_HistogramDistance"},
+        {"class CImage rotate(float,float=-1,float=-1)", "CImage_",
+         "method image rotate(float, float=-1, float=-1) 1 CImage_rotate"},
+        {"CMedianFilter(int iDEpth = 32)", "CMedianFilter_0_",
+         "ctor image CMedianFilter(int iDEpth=32) 0 CMedianFilter_0_CMedianFilter"},
+        {"CConvolutionFilter(int iSrcDepth=8, float*=0, int=1, int=0, float=0, float=1, int=0)",
+         "CConvolutionFilter_0_",
+         "ctor image CConvolutionFilter(int iSrcDepth=8, floats=0, int=1, int=0, float=0, "
+         "float=1, int=0) 0 CConvolutionFilter_0_CConvolutionFilter"},
+        {"int isAttached(void)", "CImage_", "method int isAttached() 0 CImage_isAttached"},
+        {"void exec()", "M_0_", "method void exec() 0 M_0_exec"},
+        {"~CMedianFilter(void)", "M_0_", "dtor void CMedianFilter() 0 M_0_FREE_CMedianFilter"},
+        {"~CImage()", "CImage_", "dtor void CImage() 0 CImage_FREE_CImage"},
+        {"COMPATIBLE_CImage ()", "CImage_",
+         "pin void COMPATIBLE_CImage() 0 CImage_COMPATIBLE_CImage"},
+        {"DESCRIBE_CImage()", "CImage_", "pin void DESCRIBE_CImage() 0 CImage_DESCRIBE_CImage"},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(summary(parsePrototype(c[0], c[1])), c[2]);
 }
 
 TEST(PrototypeParser, BadLinesAreRefusedWithTheLine)
@@ -100,6 +71,7 @@ TEST(PrototypeParser, BadLinesAreRefusedWithTheLine)
         "int width() const",           // text after it
         "long width()",                // unknown result type
         "void f(double)",              // unknown parameter type
+        "void f(integer)",             // a type word must be whole
         "void f(int=abc)",             // bad default
         "void f(int=1.5)",             // int default not whole
         "void f(int a=1e300)",         // outside the int range (was undefined)
@@ -153,22 +125,17 @@ TEST(ClassTableParser, MarkersSwitchThePrefix)
     EXPECT_EQ(t.find("CImage", LineKind::Constructor).size(), 1u);
 }
 
-TEST(ClassTableParser, FunctionTableIsNamedByItsMarker)
+TEST(ClassTableParser, FunctionTableIsNamedByItsMarkerAndNeedsOneFirst)
 {
     const char* const lines[] = {"CColorFilters_0_:",
                                  "class CImage DiffImage(class CImage, class CImage)", nullptr};
     const ClassTable t = parseClassTable(lines);
     EXPECT_EQ(t.name, "CColorFilters");
     EXPECT_EQ(t.prototypes[0].exportName, "CColorFilters_0_DiffImage");
-
     const char* const empty[] = {nullptr};
     EXPECT_TRUE(parseClassTable(empty).prototypes.empty());
-}
-
-TEST(ClassTableParser, PrototypeBeforeAnyMarkerIsRefused)
-{
-    const char* const lines[] = {"int width()", "CImage_:", nullptr};
-    EXPECT_THROW(parseClassTable(lines), ParseError);
+    const char* const unmarked[] = {"int width()", "CImage_:", nullptr};
+    EXPECT_THROW(parseClassTable(unmarked), ParseError);
 }
 
 } // namespace

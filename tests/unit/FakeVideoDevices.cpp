@@ -62,10 +62,9 @@ struct FrameClock
 TIRN_CANCELLATION_FRAME void sleepUntil(std::unique_lock<std::mutex>& lock, Clock::time_point due)
 {
     lock.unlock();
-    const auto ns = std::chrono::duration_cast<std::chrono::nanoseconds>(due.time_since_epoch());
-    timespec ts;
-    ts.tv_sec = time_t(ns.count() / 1000000000);
-    ts.tv_nsec = long(ns.count() % 1000000000);
+    const long long ns =
+        std::chrono::duration_cast<std::chrono::nanoseconds>(due.time_since_epoch()).count();
+    const timespec ts = {time_t(ns / 1000000000), long(ns % 1000000000)};
     while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &ts, nullptr) == EINTR) {
     }
     lock.lock();
@@ -75,6 +74,24 @@ int fail(int iErrno)
 {
     errno = iErrno;
     return -1;
+}
+
+// Rows are red, columns green, the frame number blue; the version-1 cards
+// store blue first, libv4l2 delivers red first.
+void paint(unsigned char* p, int width, int height, long slot, bool bBlueFirst, int padding)
+{
+    for (int r = 0; r < height; ++r, p += padding)
+        for (int c = 0; c < width; ++c, p += 3) {
+            p[bBlueFirst ? 0 : 2] = static_cast<unsigned char>(slot);
+            p[1] = static_cast<unsigned char>(c);
+            p[bBlueFirst ? 2 : 0] = static_cast<unsigned char>(r);
+        }
+}
+
+void* mapFail(int iErrno)
+{
+    errno = iErrno;
+    return MAP_FAILED;
 }
 
 int deviceOfPath(const char* pcPath)
@@ -91,8 +108,7 @@ int deviceOfPath(const char* pcPath)
 struct V4L1Buffer
 {
     bool queued = false;
-    int width = 0;
-    int height = 0;
+    int width = 0, height = 0;
     long slot = 0;
 };
 
@@ -131,8 +147,7 @@ int v1Open(const char* pcPath, int)
     device.stats.open = true;
     ++device.stats.opens;
     device.clock = FrameClock();
-    for (V4L1Buffer& buffer : device.buffers)
-        buffer = V4L1Buffer();
+    std::fill(std::begin(device.buffers), std::end(device.buffers), V4L1Buffer());
     return 100 + d;
 }
 
@@ -146,13 +161,8 @@ TIRN_CANCELLATION_FRAME int v1Sync(std::unique_lock<std::mutex>& lock, V4L1Devic
     if (g_v1Config.failSyncAfter >= 0 && device.stats.syncs >= g_v1Config.failSyncAfter)
         return fail(EIO);
     V4L1Buffer& buffer = device.buffers[iFrame];
-    unsigned char* p = device.area + std::size_t(iFrame) * std::size_t(g_v1Config.frameBytes);
-    for (int r = 0; r < buffer.height; ++r)
-        for (int c = 0; c < buffer.width; ++c) {
-            *p++ = static_cast<unsigned char>(buffer.slot); // blue first
-            *p++ = static_cast<unsigned char>(c);
-            *p++ = static_cast<unsigned char>(r);
-        }
+    paint(device.area + std::size_t(iFrame) * std::size_t(g_v1Config.frameBytes), buffer.width,
+          buffer.height, buffer.slot, true, 0);
     buffer.queued = false;
     device.stats.lastCompleted = buffer.slot;
     ++device.stats.syncs;
@@ -179,8 +189,7 @@ TIRN_CANCELLATION_FRAME int v1Ioctl(int fd, unsigned long ulRequest, void* pArg)
         capability.channels = 4;
         capability.maxwidth = config.maxwidth;
         capability.maxheight = config.maxwidth * 3 / 4;
-        capability.minwidth = 1;
-        capability.minheight = 1;
+        capability.minwidth = capability.minheight = 1;
         return 0;
     }
     case VIDIOCSCHAN: {
@@ -219,8 +228,8 @@ TIRN_CANCELLATION_FRAME int v1Ioctl(int fd, unsigned long ulRequest, void* pArg)
         buffer.height = request.height;
         buffer.slot = device.clock.assign(config.intervalMs);
         ++device.stats.captures;
-        device.stats.lastWidth = request.width;
-        device.stats.lastHeight = request.height;
+        device.stats.lastWidth = buffer.width;
+        device.stats.lastHeight = buffer.height;
         device.stats.callers.insert(std::this_thread::get_id());
         return 0;
     }
@@ -235,23 +244,17 @@ void* v1Mmap(void*, std::size_t length, int, int, int fd, std::int64_t offset)
 {
     std::lock_guard<std::mutex> lock(g_v1Mutex);
     V4L1Device* pDevice = v1Device(fd);
-    if (!pDevice) {
-        errno = EBADF;
-        return MAP_FAILED;
-    }
+    if (!pDevice)
+        return mapFail(EBADF);
     if (g_v1Config.map == V4L1Config::MapNull) {
         errno = ENOMEM;
         return nullptr;
     }
-    if (g_v1Config.map == V4L1Config::MapFailed) {
-        errno = ENODEV;
-        return MAP_FAILED;
-    }
+    if (g_v1Config.map == V4L1Config::MapFailed)
+        return mapFail(ENODEV);
     if (offset != 0 || length != std::size_t(g_v1Config.frames) * g_v1Config.frameBytes ||
-        pDevice->area) {
-        errno = EINVAL;
-        return MAP_FAILED;
-    }
+        pDevice->area)
+        return mapFail(EINVAL);
     pDevice->area = new unsigned char[length]();
     pDevice->areaSize = length;
     return pDevice->area;
@@ -334,13 +337,8 @@ int v2Dequeue(std::unique_lock<std::mutex>& lock, v4l2_buffer& buffer)
     sleepUntil(lock, g_v2.clock.due(slot, g_v2Config.intervalMs));
     if (g_v2Config.failDequeueAfter >= 0 && g_v2.stats.dequeued >= g_v2Config.failDequeueAfter)
         return fail(EIO);
-    unsigned char* p = g_v2.buffers[index].data.data();
-    for (unsigned r = 0; r < g_v2.height; ++r, p += kRowPadding)
-        for (unsigned c = 0; c < g_v2.width; ++c) {
-            *p++ = static_cast<unsigned char>(r);
-            *p++ = static_cast<unsigned char>(c);
-            *p++ = static_cast<unsigned char>(slot);
-        }
+    paint(g_v2.buffers[index].data.data(), int(g_v2.width), int(g_v2.height), slot, false,
+          kRowPadding);
     buffer.index = index;
     buffer.bytesused = bytesPerLine() * g_v2.height;
     buffer.flags = 0;
@@ -368,19 +366,16 @@ int v2Ioctl(int fd, unsigned long ulRequest, void* pArg)
         if (format.type != V4L2_BUF_TYPE_VIDEO_CAPTURE || !g_v2.buffers.empty())
             return fail(format.type != V4L2_BUF_TYPE_VIDEO_CAPTURE ? EINVAL : EBUSY);
         // The nearest of the sizes this camera has.
-        static const unsigned kSizes[3][2] = {{160, 120}, {320, 240}, {640, 480}};
-        unsigned best = 0, bestDistance = ~0u;
-        for (unsigned i = 0; i < 3; ++i) {
-            const unsigned distance =
-                unsigned(std::abs(int(kSizes[i][0]) - int(format.fmt.pix.width)) +
-                         std::abs(int(kSizes[i][1]) - int(format.fmt.pix.height)));
-            if (distance < bestDistance) {
-                best = i;
+        int bestDistance = -1;
+        for (unsigned w : {160u, 320u, 640u}) {
+            const int distance = std::abs(int(w) - int(format.fmt.pix.width)) +
+                                 std::abs(int(w * 3 / 4) - int(format.fmt.pix.height));
+            if (bestDistance < 0 || distance < bestDistance) {
+                g_v2.width = w;
+                g_v2.height = w * 3 / 4;
                 bestDistance = distance;
             }
         }
-        g_v2.width = kSizes[best][0];
-        g_v2.height = kSizes[best][1];
         format.fmt.pix.width = g_v2.width;
         format.fmt.pix.height = g_v2.height;
         format.fmt.pix.pixelformat = g_v2Config.rgb24 ? V4L2_PIX_FMT_RGB24 : V4L2_PIX_FMT_YUYV;
@@ -441,10 +436,8 @@ void* v2Mmap(void*, std::size_t length, int, int, int fd, std::int64_t offset)
     std::lock_guard<std::mutex> lock(g_v2Mutex);
     const std::size_t index = std::size_t(offset) / kOffsetStep;
     if (fd != 200 || offset % kOffsetStep != 0 || index >= g_v2.buffers.size() ||
-        g_v2.buffers[index].data.size() != length || g_v2.buffers[index].mapped) {
-        errno = EINVAL;
-        return MAP_FAILED;
-    }
+        g_v2.buffers[index].data.size() != length || g_v2.buffers[index].mapped)
+        return mapFail(EINVAL);
     g_v2.buffers[index].mapped = true;
     ++g_v2.stats.mapped;
     return g_v2.buffers[index].data.data();

@@ -27,10 +27,7 @@ struct V4L1Config
     int frameBytes = 320 * 240 * 3;
     int intervalMs = 20;
     // errno values of failures on demand; 0 means the call works.
-    int openErrno = 0;
-    int gcapErrno = 0;
-    int schanErrno = 0;
-    int gmbufErrno = 0;
+    int openErrno = 0, gcapErrno = 0, schanErrno = 0, gmbufErrno = 0;
     enum { MapWorks, MapNull, MapFailed } map = MapWorks;
     long failCaptureAfter = -1; // the request after this many fails with EIO
     long failSyncAfter = -1;    // the sync after this many fails with EIO
@@ -39,15 +36,10 @@ struct V4L1Config
 struct V4L1Stats
 {
     bool open = false;
-    int opens = 0;
-    int closes = 0;
-    int munmaps = 0;
+    int opens = 0, closes = 0, munmaps = 0;
     std::size_t munmapLength = 0;
-    long captures = 0;
-    long syncs = 0;
-    int channel = -1;
-    int lastWidth = 0;
-    int lastHeight = 0;
+    long captures = 0, syncs = 0;
+    int channel = -1, lastWidth = 0, lastHeight = 0;
     long lastCompleted = -1;
     std::set<std::thread::id> callers; // threads that queued or synced frames
 };
@@ -73,12 +65,10 @@ struct V4L2Config
 
 struct V4L2Stats
 {
-    bool open = false;
-    int opens = 0;
-    int closes = 0;
+    bool open = false, streaming = false;
+    int opens = 0, closes = 0;
     int mapped = 0; // buffers mapped now
     long dequeued = 0;
-    bool streaming = false;
 };
 
 void installV4L2(const V4L2Config& config = V4L2Config());

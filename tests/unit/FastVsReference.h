@@ -1,6 +1,5 @@
 // Support for comparing a filter's fast path with its reference path: the
-// TIRN_REFERENCE and TIRNVISION_THREADS switches as scopes, seeded random
-// images that reach the awkward values of every depth, a bit-exact image
+// TIRN_REFERENCE and TIRNVISION_THREADS switches as scopes, a bit-exact image
 // comparison and the one check every kernel goes through.
 #ifndef TESTS_FASTVSREFERENCE_H
 #define TESTS_FASTVSREFERENCE_H
@@ -17,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "TestImages.h"
 #include "image/CImage.h"
 
 // Sets an environment variable (or removes it: nullptr) for the enclosing
@@ -65,69 +65,6 @@ struct ThreadScope : EnvScope
     {
     }
 };
-
-// The reference path, and the fast path even in a run started with
-// TIRN_REFERENCE=1.
-struct ReferencePathScope : PathScope
-{
-    ReferencePathScope() : PathScope(true) {}
-};
-struct FastPathScope : PathScope
-{
-    FastPathScope() : PathScope(false) {}
-};
-
-// Runs f once on each path.
-template <class F> void forBothPaths(F&& f)
-{
-    {
-        FastPathScope scope;
-        SCOPED_TRACE("fast path");
-        f();
-    }
-    {
-        ReferencePathScope scope;
-        SCOPED_TRACE("reference path");
-        f();
-    }
-}
-
-// Integer depths: the whole range, extremes included. Float: mostly 0...1
-// with negatives, large values, exact zeros and (if asked) NaN and -0 mixed
-// in.
-template <class T>
-CImage<T> randomTestImage(int w, int h, int c, unsigned uSeed, bool bWithNaN = false)
-{
-    CImage<T> image(w, h, c);
-    std::mt19937 random(uSeed);
-    for (int ch = 0; ch < c; ++ch)
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x) {
-                T value;
-                if constexpr (std::is_same<T, float>::value) {
-                    const unsigned uKind = random() % 16;
-                    const float fUnit = float(random() % 100001) / 100000.0f;
-                    if (uKind == 0)
-                        value = -fUnit;
-                    else if (uKind == 1)
-                        value = 300.0f * fUnit;
-                    else if (uKind == 2)
-                        value = 0.0f;
-                    else if (uKind == 3 && bWithNaN)
-                        value = std::numeric_limits<float>::quiet_NaN();
-                    else if (uKind == 4 && bWithNaN)
-                        value = -0.0f;
-                    else
-                        value = fUnit;
-                } else {
-                    const unsigned uKind = random() % 8;
-                    const unsigned uMax = std::numeric_limits<T>::max();
-                    value = T(uKind == 0 ? 0 : uKind == 1 ? uMax : random() % (uMax + 1));
-                }
-                image.setPixel(x, y, ch, value);
-            }
-    return image;
-}
 
 // Which NaN an operation on two NaN operands returns (sign, payload) is the
 // processor's pick by operand position, and the compiler may swap the

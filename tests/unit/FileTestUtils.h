@@ -1,5 +1,6 @@
 // Scratch files for the file-format tests: a private directory per test,
-// raw byte I/O, gzip decoding and the `compress` program.
+// raw byte I/O, gzip decoding, the `compress` program, and loads and saves
+// with their output captured.
 #ifndef TESTS_FILETESTUTILS_H
 #define TESTS_FILETESTUTILS_H
 
@@ -7,6 +8,9 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -26,16 +30,11 @@ public:
     TempDir()
     {
         char acTemplate[] = "/tmp/tirn_fileio_XXXXXX";
-        const char* pc = mkdtemp(acTemplate);
-        EXPECT_NE(pc, nullptr);
-        sPath = pc ? pc : "/tmp";
+        if (!mkdtemp(acTemplate))
+            std::abort(); // never fall back on a directory that is not ours to remove
+        sPath = acTemplate;
     }
-    ~TempDir()
-    {
-        const std::string sCommand = "rm -rf '" + sPath + "'";
-        if (std::system(sCommand.c_str()) != 0)
-            ADD_FAILURE() << "cannot remove " << sPath;
-    }
+    ~TempDir() { std::filesystem::remove_all(sPath); }
     std::string file(const std::string& sName) const { return sPath + "/" + sName; }
 
 private:
@@ -44,25 +43,15 @@ private:
 
 inline void writeBytes(const std::string& sPath, const Bytes& data)
 {
-    FILE* f = std::fopen(sPath.c_str(), "wb");
-    ASSERT_NE(f, nullptr) << sPath;
-    if (!data.empty()) {
-        ASSERT_EQ(std::fwrite(data.data(), 1, data.size(), f), data.size());
-    }
-    std::fclose(f);
+    std::ofstream out(sPath, std::ios::binary);
+    out.write(reinterpret_cast<const char*>(data.data()), std::streamsize(data.size()));
+    ASSERT_TRUE(out.good()) << sPath;
 }
 
 inline Bytes readBytes(const std::string& sPath)
 {
-    Bytes data;
-    FILE* f = std::fopen(sPath.c_str(), "rb");
-    if (!f)
-        return data;
-    int c;
-    while ((c = std::fgetc(f)) != EOF)
-        data.push_back(static_cast<unsigned char>(c));
-    std::fclose(f);
-    return data;
+    std::ifstream in(sPath, std::ios::binary);
+    return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
 inline bool fileExists(const std::string& sPath) { return access(sPath.c_str(), F_OK) == 0; }
@@ -87,18 +76,10 @@ inline void compressTo(const std::string& sPath, const Bytes& data, int nBits = 
 {
     const std::string sPlain = sPath + ".in";
     writeBytes(sPlain, data);
-    const std::string sCommand = "compress -f -c -b " + std::to_string(nBits) + " < '" + sPlain +
-                                 "' > '" + sPath + "'";
+    const std::string sCommand =
+        "compress -f -c -b " + std::to_string(nBits) + " < '" + sPlain + "' > '" + sPath + "'";
     ASSERT_EQ(std::system(sCommand.c_str()), 0) << "the compress program (ncompress) is needed";
     std::remove(sPlain.c_str());
-}
-
-inline void putLE32(Bytes& b, std::int32_t v)
-{
-    std::uint32_t u;
-    std::memcpy(&u, &v, 4);
-    for (int i = 0; i < 4; ++i)
-        b.push_back(static_cast<unsigned char>(u >> (8 * i)));
 }
 
 template <class V> void putNative(Bytes& b, V v)
@@ -120,24 +101,6 @@ template <class V> void putBE(Bytes& b, std::size_t offset, V v)
         b[offset + i] = ac[sizeof v - 1 - i];
 }
 
-template <class V> V getBE(const Bytes& b, std::size_t offset)
-{
-    unsigned char ac[sizeof(V)];
-    for (std::size_t i = 0; i < sizeof(V); ++i)
-        ac[sizeof(V) - 1 - i] = b.at(offset + i);
-    V v;
-    std::memcpy(&v, ac, sizeof v);
-    return v;
-}
-
-template <class V> V getLE(const Bytes& b, std::size_t offset)
-{
-    V v;
-    std::memcpy(&v, &b.at(offset), sizeof v);
-    (void)b.at(offset + sizeof v - 1);
-    return v;
-}
-
 // TIRNVISION_MAX_IMAGE_BYTES for the lifetime of the scope.
 class ScopedImageBudget
 {
@@ -147,34 +110,51 @@ public:
         setenv("TIRNVISION_MAX_IMAGE_BYTES", std::to_string(nBytes).c_str(), 1);
     }
     ~ScopedImageBudget() { unsetenv("TIRNVISION_MAX_IMAGE_BYTES"); }
-    ScopedImageBudget(const ScopedImageBudget&) = delete;
-    ScopedImageBudget& operator=(const ScopedImageBudget&) = delete;
 };
 
-// load and save with their standard output captured, and handed back on
-// request.
-template <class T> int loadQuiet(CImage<T>& image, const std::string& sPath, TDataFormat f,
-                                 std::string* pOut = nullptr)
+struct FileTest : ::testing::Test
+{
+    TempDir dir;
+};
+
+// What a load or save returned and printed.
+struct Outcome
+{
+    int iResult;
+    std::string sOut;
+    std::string sErr;
+    // "result: standard output", to check both at once.
+    std::string said() const { return std::to_string(iResult) + ": " + sOut; }
+};
+
+template <class T>
+Outcome load(CImage<T>& image, const std::string& sPath, TDataFormat f = FORMAT_DEFAULT)
 {
     testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
     const int iResult = CImageFileIO<T>().load(image, sPath.c_str(), f);
-    const std::string sOut = testing::internal::GetCapturedStdout();
-    if (pOut)
-        *pOut = sOut;
-    return iResult;
+    const std::string sErr = testing::internal::GetCapturedStderr();
+    return {iResult, testing::internal::GetCapturedStdout(), sErr};
 }
 
-template <class T> int saveQuiet(CImage<T>& image, const std::string& sPath, TDataFormat f,
-                                 std::string* pOut = nullptr, TImageType t = IMAGE_SINGLE)
+template <class T> Outcome save(CImage<T>& image, const std::string& sPath,
+                                TDataFormat f = FORMAT_DEFAULT, TImageType t = IMAGE_SINGLE)
 {
     testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
     const int iResult = CImageFileIO<T>().save(&image, sPath.c_str(), f, t);
-    const std::string sOut = testing::internal::GetCapturedStdout();
-    if (pOut)
-        *pOut = sOut;
-    return iResult;
+    const std::string sErr = testing::internal::GetCapturedStderr();
+    return {iResult, testing::internal::GetCapturedStdout(), sErr};
 }
 
+// A fresh image loaded from sPath; a failed load fails the test.
+template <class T> CImage<T> loaded(const std::string& sPath, TDataFormat f = FORMAT_DEFAULT)
+{
+    CImage<T> image(1, 1, 1);
+    const Outcome run = load(image, sPath, f);
+    EXPECT_EQ(run.iResult, 1) << sPath << ": " << run.sOut;
+    return image;
+}
 
 } // namespace testfiles
 

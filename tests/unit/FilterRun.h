@@ -1,26 +1,52 @@
-// Small images and a one-call run of a transformation, for the filter tests.
+// A one-call run of a transformation or a two-image filter, and the checks
+// on what a filter refuses and prints, for the filter tests.
 #ifndef TESTS_FILTERRUN_H
 #define TESTS_FILTERRUN_H
 
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "TestImages.h"
 #include "filters/CTransformation.h"
 
-// 1 ... w*h row by row.
-template <class T> CImage<T> counting(int w, int h)
-{
-    CImage<T> image(w, h, 1);
-    for (int y = 0; y < h; ++y)
-        for (int x = 0; x < w; ++x)
-            image.setPixel(x, y, 0, T(1 + y * w + x));
-    return image;
-}
-
-template <class T> CImage<T> run(CTransformation<T>& filter, const CImage<T>& src)
+// pcSelection, if given, is the channel selection string.
+template <class T>
+CImage<T> run(CTransformation<T>& filter, const CImage<T>& src, const char* pcSelection = nullptr)
 {
     CImage<T> out(1, 1, 1);
     filter.setInput(&src);
+    if (pcSelection)
+        filter.selectChannel(pcSelection);
     filter.setOutput(&out);
     filter.exec();
     return out;
+}
+
+template <class T> CImage<T> run(CFilter<T, T>&& filter, const CImage<T>& src)
+{
+    CImage<T> out(1, 1, 1);
+    filter.exec(&src, &out);
+    return out;
+}
+
+// f() throws a CException with exactly this text.
+template <class F> void expectRefusal(F&& f, const char* pcMessage)
+{
+    try {
+        f();
+        ADD_FAILURE() << "not refused: " << pcMessage;
+    } catch (const CException& e) {
+        EXPECT_STREQ(e.what(), pcMessage);
+    }
+}
+
+// What f() writes to standard output.
+template <class F> std::string stdoutOf(F&& f)
+{
+    testing::internal::CaptureStdout();
+    f();
+    return testing::internal::GetCapturedStdout();
 }
 
 #endif

@@ -85,7 +85,9 @@ TEST_F(CaptureTVGrab, FramesArriveBottomUpAsRedGreenBlueOrMirrored)
     }
 }
 
-TEST_F(CaptureTVGrab, TimesAreRelativeToACoarseStartAndGrowByTheFrameInterval)
+// Grabs in quick succession never repeat a frame; after a pause the next
+// grab is the newest frame (no backlog) and the one after it waits.
+TEST_F(CaptureTVGrab, TimesGrowByTheFrameIntervalAndASlowGrabGetsTheNewestFrame)
 {
     CImageTVGrab grabber(16, 12);
     timeval tv;
@@ -113,28 +115,13 @@ TEST_F(CaptureTVGrab, TimesAreRelativeToACoarseStartAndGrowByTheFrameInterval)
     const double dSpan = times[5] - times[1];
     EXPECT_GE(dSpan, 4 * kIntervalMs * 0.8e-3);
     EXPECT_LE(dSpan, 4 * kIntervalMs * 1e-3 + 0.5);
-    const int iFrameSpan = framesBetween(frames[1], frames[5]);
-    EXPECT_NEAR(dSpan, iFrameSpan * kIntervalMs * 1e-3, 0.06);
-}
+    EXPECT_NEAR(dSpan, framesBetween(frames[1], frames[5]) * kIntervalMs * 1e-3, 0.06);
 
-TEST_F(CaptureTVGrab, QuickGrabsNeverRepeatAFrameAndASlowOneGetsTheNewest)
-{
-    CImageTVGrab grabber(16, 12);
-    CImage<unsigned char> image(1, 1, 1);
-    grabber.grab(image);
-    int iLast = frameOf(image);
-    for (int i = 0; i < 4; ++i) {
-        grabber.grab(image);
-        EXPECT_GE(framesBetween(iLast, frameOf(image)), 1);
-        iLast = frameOf(image);
-    }
-    // No backlog: after a long pause the next grab is the newest frame and
-    // the one after it waits for a new one.
     sleepFrames(8);
     const auto before = std::chrono::steady_clock::now();
     grabber.grab(image);
     const int iSlow = frameOf(image);
-    EXPECT_GE(framesBetween(iLast, iSlow), 6);
+    EXPECT_GE(framesBetween(frames[5], iSlow), 6);
     EXPECT_LE(framesBetween(iSlow, int(fake::v4l1Stats(0).lastCompleted % 256)), 2);
     grabber.grab(image);
     EXPECT_GE(framesBetween(iSlow, frameOf(image)), 1);
@@ -211,38 +198,33 @@ TEST_F(CaptureTVGrab, ObjectsOfOneDeviceShareOneThreadAndTheLastClosesIt)
     EXPECT_EQ(fake::v4l1Stats(0).callers.size(), 2u);
 }
 
-TEST_F(CaptureTVGrab, JoiningARunningDeviceWithAnotherChannelIsRefused)
+TEST_F(CaptureTVGrab, JoiningWithAnotherSizeWarnsAndResizesWithAnotherChannelIsRefused)
 {
     auto first = std::make_unique<CImageTVGrab>(16, 12, 0, 1);
     EXPECT_EQ(exceptionText([] { CImageTVGrab(16, 12, 0, 2); }),
               "vfl: Cannot change channel of running device! ");
-    // The refused object was never counted: the first one closes the device.
-    CImage<unsigned char> image(1, 1, 1);
-    first->grab(image);
-    first.reset();
-    EXPECT_FALSE(fake::v4l1Stats(0).open);
-    EXPECT_EQ(fake::v4l1Stats(0).opens, 1);
-}
-
-TEST_F(CaptureTVGrab, JoiningWithAnotherSizeWarnsAndResizesEveryObject)
-{
-    CImageTVGrab first(16, 12);
     testing::internal::CaptureStderr();
     { CImageTVGrab same(16, 12); }
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 
-    testing::internal::CaptureStderr();
-    CImageTVGrab second(8, 0); // 8x6
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "vfl: Warning changing size for grabber device /dev/video0 \n");
-    EXPECT_EQ(fake::v4l1Stats(0).lastWidth, 8);
-    EXPECT_EQ(fake::v4l1Stats(0).lastHeight, 6);
-    CImage<unsigned char> image(1, 1, 1);
-    first.grab(image);
-    EXPECT_EQ(image.width(), 8);
-    EXPECT_EQ(image.height(), 6);
-    EXPECT_EQ(image.getPixel(7, 0, 1), 7); // the frame's own columns
-    EXPECT_EQ(image.getPixel(0, 0, 0), 5); // and rows, bottom-up
+    {
+        testing::internal::CaptureStderr();
+        CImageTVGrab second(8, 0); // 8x6
+        EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                  "vfl: Warning changing size for grabber device /dev/video0 \n");
+        EXPECT_EQ(fake::v4l1Stats(0).lastWidth, 8);
+        EXPECT_EQ(fake::v4l1Stats(0).lastHeight, 6);
+        CImage<unsigned char> image(1, 1, 1);
+        first->grab(image);
+        EXPECT_EQ(image.width(), 8);
+        EXPECT_EQ(image.height(), 6);
+        EXPECT_EQ(image.getPixel(7, 0, 1), 7); // the frame's own columns
+        EXPECT_EQ(image.getPixel(0, 0, 0), 5); // and rows, bottom-up
+    }
+    // The refused object was never counted: the first one closes the device.
+    first.reset();
+    EXPECT_FALSE(fake::v4l1Stats(0).open);
+    EXPECT_EQ(fake::v4l1Stats(0).opens, 1);
 }
 
 TEST_F(CaptureTVGrab, SizesTheCardCannotDeliverAreRefused)
@@ -257,12 +239,15 @@ TEST_F(CaptureTVGrab, SizesTheCardCannotDeliverAreRefused)
     CImageTVGrab grabber(320, 10);
     EXPECT_EQ(exceptionText([&] { grabber.setsize(400, 0); }),
               "vfl:setsize: width to large(400) \n");
-    EXPECT_EQ(exceptionText([&] { grabber.setsize(0, 0); }),
-              "vfl:setsize: size 0x0 does not fit the frame buffers \n");
-    EXPECT_EQ(exceptionText([&] { grabber.setsize(320, 241); }),
-              "vfl:setsize: size 320x241 does not fit the frame buffers \n");
-    EXPECT_EQ(exceptionText([&] { grabber.setsize(-8, 0); }),
-              "vfl:setsize: size -8x-6 does not fit the frame buffers \n");
+    const struct
+    {
+        int w, h;
+        const char* pcSize;
+    } refused[] = {{0, 0, "0x0"}, {320, 241, "320x241"}, {-8, 0, "-8x-6"}};
+    for (const auto& r : refused)
+        EXPECT_EQ(exceptionText([&] { grabber.setsize(r.w, r.h); }),
+                  std::string("vfl:setsize: size ") + r.pcSize +
+                      " does not fit the frame buffers \n");
     EXPECT_EQ(exceptionText([] { CImageTVGrab(2, 300000000); }),
               "vfl:setsize: size 2x300000000 does not fit the frame buffers \n");
     // The device keeps its size; the frames say so.
@@ -386,24 +371,17 @@ using CaptureTVGrabDeathTest = CaptureTVGrab;
 TEST_F(CaptureTVGrabDeathTest, AFailedSyncOrRequestInTheThreadEndsTheProcess)
 {
     ::testing::FLAGS_gtest_death_test_style = "threadsafe";
-    EXPECT_DEATH(
-        {
-            fake::V4L1Config c = config();
-            c.failSyncAfter = 3;
-            fake::installV4L1(c);
-            CImageTVGrab grabber(16, 12);
-            sleepFrames(50);
-        },
-        "vfl:VIDIOCSYNC: Input/output error");
-    EXPECT_DEATH(
-        {
-            fake::V4L1Config c = config();
-            c.failCaptureAfter = 4;
-            fake::installV4L1(c);
-            CImageTVGrab grabber(16, 12);
-            sleepFrames(50);
-        },
-        "vfl:VIDIOCMCAPTURE: Input/output error");
+    for (bool bSync : {true, false}) {
+        fake::V4L1Config c = config();
+        (bSync ? c.failSyncAfter : c.failCaptureAfter) = bSync ? 3 : 4;
+        EXPECT_DEATH(
+            {
+                fake::installV4L1(c);
+                CImageTVGrab grabber(16, 12);
+                sleepFrames(50);
+            },
+            bSync ? "vfl:VIDIOCSYNC: Input/output error" : "vfl:VIDIOCMCAPTURE: Input/output error");
+    }
 }
 
 TEST_F(CaptureTVGrab, WithoutAnInstalledDriverDevicesGoThroughLibv4l1)

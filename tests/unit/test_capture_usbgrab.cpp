@@ -149,20 +149,16 @@ TEST_F(CaptureUSBGrab, FailuresAreThrownAndTheDeviceIsReleased)
     EXPECT_EQ(usbExceptionText([] { CImageUSBGrab(160, 120, 1); }),
               "vfl:open: No such file or directory\n");
 
-    fake::V4L2Config c = usbConfig();
-    c.rgb24 = false;
-    fake::installV4L2(c);
-    EXPECT_EQ(usbExceptionText([] { CImageUSBGrab(); }),
-              "vfl: /dev/video0 delivers no RGB24 frames \n");
-    EXPECT_FALSE(fake::v4l2Stats().open);
-
-    c = usbConfig();
-    c.streaming = false;
-    fake::installV4L2(c);
-    EXPECT_EQ(usbExceptionText([] { CImageUSBGrab(); }),
-              "vfl: /dev/video0 cannot stream video frames \n");
-    EXPECT_FALSE(fake::v4l2Stats().open);
-
+    fake::V4L2Config c;
+    for (bool bRgb : {false, true}) {
+        c = usbConfig();
+        (bRgb ? c.streaming : c.rgb24) = false;
+        fake::installV4L2(c);
+        EXPECT_EQ(usbExceptionText([] { CImageUSBGrab(); }),
+                  bRgb ? "vfl: /dev/video0 cannot stream video frames \n"
+                       : "vfl: /dev/video0 delivers no RGB24 frames \n");
+        EXPECT_FALSE(fake::v4l2Stats().open);
+    }
     c = usbConfig();
     c.failDequeueAfter = 2;
     fake::installV4L2(c);

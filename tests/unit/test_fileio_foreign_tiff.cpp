@@ -1,12 +1,15 @@
 // TIFF files read through libtiff: pages as channels, descriptions as
 // channel infos, rows upside down, and the files this reader refuses.
+#include <algorithm>
 #include <string>
 #include <vector>
 
 #include <tiffio.h>
 
+#include "FastVsReference.h"
 #include "FileTestUtils.h"
 #include "PixelTypes.h"
+#include "TestImages.h"
 #include "fileio/CImageFileIO.h"
 #include "fileio/MagickSession.h"
 
@@ -24,9 +27,6 @@ struct Page
     int iCompression = COMPRESSION_NONE;
     int nRowsPerStrip = 2; // several strips, the last one short for odd heights
 };
-
-// Stored value of page d at stored row r, column x: distinct everywhere.
-unsigned storedValue(int d, int r, int x) { return unsigned(50 * d + 10 * r + x + 1); }
 
 void writeTiff(const std::string& sPath, const std::vector<Page>& pages)
 {
@@ -48,8 +48,8 @@ void writeTiff(const std::string& sPath, const std::vector<Page>& pages)
         const int nRowBytes = page.iWidth * page.nSamples * page.nBits / 8;
         std::vector<unsigned char> row(static_cast<std::size_t>(nRowBytes));
         for (int r = 0; r < page.iHeight; ++r) {
-            for (int i = 0; i < nRowBytes; ++i)
-                row[std::size_t(i)] = static_cast<unsigned char>(storedValue(int(d), r, i));
+            for (int i = 0; i < nRowBytes; ++i) // distinct in every page, row and column
+                row[std::size_t(i)] = static_cast<unsigned char>(50 * d + 10 * r + i + 1);
             ASSERT_EQ(TIFFWriteScanline(pTiff, row.data(), uint32_t(r), 0), 1);
         }
         ASSERT_EQ(TIFFWriteDirectory(pTiff), 1);
@@ -57,163 +57,86 @@ void writeTiff(const std::string& sPath, const std::vector<Page>& pages)
     TIFFClose(pTiff);
 }
 
-template <class T> int loadTiff(CImage<T>& image, const std::string& sPath, std::string& sOut)
+// What the reader makes of writeTiff's pages: the first row stored last.
+template <class T> CImage<T> upsideDown(int w, int h, int nPages)
 {
-    testing::internal::CaptureStdout();
-    const int iResult = CImageFileIO<T>().load(image, sPath.c_str(), FORMAT_TIFF);
-    sOut = testing::internal::GetCapturedStdout();
-    return iResult;
+    return numbered<T>(w, h, nPages, 50, -10, 10 * (h - 1) + 1);
 }
 
-template <class T> void expectUntouched(const CImage<T>& image)
-{
-    EXPECT_EQ(image.width(), 2);
-    EXPECT_EQ(image.height(), 2);
-    EXPECT_EQ(image.channels(), 1);
-    EXPECT_EQ(image.getPixel(1, 1, 0), T(7));
-}
+// A 2x2 image with one set pixel, for the loads that must leave it alone.
+template <class T> CImage<T> sentinel() { return pixels<T>(2, 2, 1, {0, 0, 0, 7}); }
 
-template <class T> CImage<T> sentinel()
-{
-    CImage<T> image(2, 2, 1);
-    image.setPixel(1, 1, 0, T(7));
-    return image;
-}
-
-template <class T> class TiffReading : public ::testing::Test
+template <class T> class TiffReading : public FileTest
 {
 };
 TYPED_TEST_SUITE(TiffReading, PixelTypes);
+using TiffReadingRefusals = FileTest;
 
 } // namespace
 
 TYPED_TEST(TiffReading, PagesBecomeChannelsTurnedUpsideDown)
 {
     using T = TypeParam;
-    TempDir dir;
-    const std::string sPath = dir.file("pages.tif");
-    const std::string sLong(80, 'L');
-    writeTiff(sPath, {{4, 3, "first page"}, {4, 3, nullptr}, {4, 3, sLong.c_str()}});
-
+    const std::string sPath = this->dir.file("pages.tif");
+    writeTiff(sPath, {{4, 3, "first page"}, {4, 3, nullptr}, {4, 3, std::string(80, 'L').c_str()}});
     CImage<T> image(1, 1, 1);
-    std::string sOut;
-    ASSERT_EQ(loadTiff(image, sPath, sOut), 1);
-    EXPECT_EQ(sOut, ""); // this reader prints nothing
-    ASSERT_EQ(image.width(), 4);
-    ASSERT_EQ(image.height(), 3);
-    ASSERT_EQ(image.channels(), 3);
-    EXPECT_STREQ(image.getChannelInfo(0), "first page");
-    EXPECT_STREQ(image.getChannelInfo(1), "No info");
-    EXPECT_EQ(std::string(image.getChannelInfo(2)), std::string(64, 'L'));
-    for (int d = 0; d < 3; ++d)
-        for (int y = 0; y < 3; ++y)
-            for (int x = 0; x < 4; ++x)
-                ASSERT_EQ(image.getPixel(x, y, d), T(storedValue(d, 2 - y, x)))
-                    << "x " << x << " y " << y << " page " << d;
-    // The first stored row is the last image row.
-    EXPECT_EQ(image.getPixel(0, 2, 0), T(1));
-    EXPECT_EQ(image.getPixel(3, 0, 2), T(100 + 20 + 3 + 1));
+    EXPECT_EQ(load(image, sPath, FORMAT_TIFF).said(), "1: "); // this reader prints nothing
+    CImage<T> expected = upsideDown<T>(4, 3, 3);
+    expected.setChannelInfo("first page", 0);
+    expected.setChannelInfo(std::string(64, 'L').c_str(), 2);
+    expectSameImage(image, expected);
+    writeTiff(sPath, {{5, 7, nullptr, 8, 1, COMPRESSION_ADOBE_DEFLATE, 3}});
+    expectSameImage(loaded<T>(sPath, FORMAT_TIFF), upsideDown<T>(5, 7, 1));
+    writeTiff(sPath, {{5, 1, nullptr}});
+    expectSameImage(loaded<T>(sPath, FORMAT_TIFF), upsideDown<T>(5, 1, 1));
 }
 
-TEST(TiffReadingData, CompressedStripsAndOneRowImages)
-{
-    TempDir dir;
-    const std::string sPath = dir.file("deflate.tif");
-    Page page{5, 7, "zip", 8, 1, COMPRESSION_ADOBE_DEFLATE, 3};
-    Page row{5, 1, nullptr};
-    writeTiff(sPath, {page});
-    CImage<unsigned char> image(1, 1, 1);
-    std::string sOut;
-    ASSERT_EQ(loadTiff(image, sPath, sOut), 1);
-    ASSERT_EQ(image.channels(), 1);
-    ASSERT_EQ(image.height(), 7);
-    for (int y = 0; y < 7; ++y)
-        for (int x = 0; x < 5; ++x)
-            ASSERT_EQ(image.getPixel(x, y, 0), storedValue(0, 6 - y, x));
-
-    const std::string sRow = dir.file("row.tif");
-    writeTiff(sRow, {row});
-    ASSERT_EQ(loadTiff(image, sRow, sOut), 1);
-    EXPECT_EQ(image.width(), 5);
-    EXPECT_EQ(image.height(), 1);
-    EXPECT_EQ(image.getPixel(4, 0, 0), 5);
-}
-
-TEST(TiffReadingRefusals, DeepColourAndMixedSizeFilesLeaveTheImageAlone)
-{
-    TempDir dir;
-    std::string sOut;
-    CImage<unsigned short> image = sentinel<unsigned short>();
-
-    const std::string sDeep = dir.file("deep.tif");
-    writeTiff(sDeep, {{4, 3, nullptr, 8}, {4, 3, "deep", 16}});
-    EXPECT_EQ(loadTiff(image, sDeep, sOut), 0);
-    EXPECT_EQ(sOut, "CImageFileIO: " + sDeep +
-                        ", page 1: 16 bits and 1 samples per pixel; only 8-bit grey TIFFs "
-                        "are read this way\n");
-    expectUntouched(image);
-
-    const std::string sColour = dir.file("rgb.tif");
-    writeTiff(sColour, {{4, 3, nullptr, 8, 3}});
-    EXPECT_EQ(loadTiff(image, sColour, sOut), 0);
-    EXPECT_EQ(sOut, "CImageFileIO: " + sColour +
-                        ", page 0: 8 bits and 3 samples per pixel; only 8-bit grey TIFFs "
-                        "are read this way\n");
-    expectUntouched(image);
-
-    const std::string sMixed = dir.file("mixed.tif");
-    writeTiff(sMixed, {{4, 3, nullptr}, {5, 3, nullptr}, {6, 2, nullptr}});
-    EXPECT_EQ(loadTiff(image, sMixed, sOut), 0);
-    EXPECT_EQ(sOut, "CImageFileIO: " + sMixed + ", page 0: 4 x 3 differs from 6 x 2\n");
-    expectUntouched(image);
-}
-
-TEST(TiffReadingRefusals, MissingAndCorruptFiles)
+TEST_F(TiffReadingRefusals, RefusedFilesLeaveTheImageAloneUnlessReadByExtension)
 {
     // Regression: once GraphicsMagick is initialised its process-wide
     // libtiff handlers abort on diagnostics from reads outside it.
     tirn::ensureMagickInitialised();
-    TempDir dir;
-    std::string sOut;
-    CImage<float> image = sentinel<float>();
-
-    // A file that cannot be opened fails without a message of ours.
-    EXPECT_EQ(loadTiff(image, dir.file("none.tif"), sOut), 0);
-    EXPECT_EQ(sOut, "");
-    const std::string sJunk = dir.file("junk.tif");
-    writeBytes(sJunk, {'I', 'I', 42, 0, 0xff, 0xff, 0xff, 0x7f, 1, 2, 3});
-    EXPECT_EQ(loadTiff(image, sJunk, sOut), 0);
-    EXPECT_EQ(sOut, "");
-    expectUntouched(image);
-
-    // Strips cut off by a truncated file: the header is intact, the data
-    // is not. Compressed data cannot be decoded past the cut.
-    const std::string sCut = dir.file("cut.tif");
-    writeTiff(sCut, {{64, 64, "cut", 8, 1, COMPRESSION_ADOBE_DEFLATE, 64}});
-    Bytes bytes = readBytes(sCut);
-    // libtiff places the directory after the data: keep it, spoil the strip.
-    ASSERT_GT(bytes.size(), 40u);
-    for (std::size_t i = 8; i < 24; ++i)
-        bytes[i] = 0xA5;
-    writeBytes(sCut, bytes);
-    EXPECT_EQ(loadTiff(image, sCut, sOut), 0);
-    EXPECT_EQ(sOut, "CImageFileIO: " + sCut + ", page 0: the image data cannot be decoded\n");
-    expectUntouched(image);
-}
-
-TEST(TiffReadingDispatch, FormatDefaultSendsTifToGraphicsMagick)
-{
-    // Format 0 is the only way into this reader; by extension a .tif goes
+    const std::string sPath = dir.file("refused.tif");
+    const std::string sGreyOnly = " samples per pixel; only 8-bit grey TIFFs are read this way\n";
+    const struct
+    {
+        std::vector<Page> pages;
+        std::string sMessage; // after "CImageFileIO: <path>, page "
+        bool bSpoiled = false;
+    } cases[] = {
+        {{{4, 3, nullptr, 8}, {4, 3, "deep", 16}}, "1: 16 bits and 1" + sGreyOnly},
+        {{{4, 3, nullptr, 8, 3}}, "0: 8 bits and 3" + sGreyOnly},
+        {{{4, 3, nullptr}, {5, 3, nullptr}, {6, 2, nullptr}}, "0: 4 x 3 differs from 6 x 2\n"},
+        {{{64, 64, "cut", 8, 1, COMPRESSION_ADOBE_DEFLATE, 64}},
+         "0: the image data cannot be decoded\n",
+         true},
+    };
+    for (const auto& c : cases) {
+        writeTiff(sPath, c.pages);
+        if (c.bSpoiled) { // strips spoiled behind an intact directory (libtiff puts it last)
+            Bytes b = readBytes(sPath);
+            std::fill(b.begin() + 8, b.begin() + 24, 0xA5);
+            writeBytes(sPath, b);
+        }
+        CImage<unsigned short> image = sentinel<unsigned short>();
+        EXPECT_EQ(load(image, sPath, FORMAT_TIFF).said(),
+                  "0: CImageFileIO: " + sPath + ", page " + c.sMessage);
+        expectSameImage(image, sentinel<unsigned short>());
+    }
+    // Files that cannot be opened fail without a message of ours.
+    writeBytes(sPath, {'I', 'I', 42, 0, 0xff, 0xff, 0xff, 0x7f, 1, 2, 3});
+    for (const std::string& sFile : {dir.file("none.tif"), sPath}) {
+        CImage<float> image = sentinel<float>();
+        EXPECT_EQ(load(image, sFile, FORMAT_TIFF).said(), "0: ");
+        expectSameImage(image, sentinel<float>());
+    }
+    // FORMAT_TIFF is the only way into this reader: by extension a .tif goes
     // to GraphicsMagick, which also reads what libtiff is refused here.
-    TempDir dir;
-    const std::string sPath = dir.file("deep.tif");
     writeTiff(sPath, {{3, 2, nullptr, 16}});
     CImage<unsigned short> image(1, 1, 1);
-    testing::internal::CaptureStdout();
-    const int iResult = CImageFileIO<unsigned short>().load(image, sPath.c_str(), FORMAT_DEFAULT);
-    const std::string sOut = testing::internal::GetCapturedStdout();
-    EXPECT_EQ(iResult, 1) << sOut;
-    EXPECT_EQ(sOut.rfind("Format: tif\n Image: " + sPath + " found.\n", 0), 0u) << sOut;
+    const Outcome run = load(image, sPath);
+    EXPECT_EQ(run.iResult, 1) << run.sOut;
+    EXPECT_EQ(run.sOut.rfind("Format: tif\n Image: " + sPath + " found.\n", 0), 0u) << run.sOut;
     EXPECT_EQ(image.width(), 3);
     EXPECT_EQ(image.height(), 2);
 }

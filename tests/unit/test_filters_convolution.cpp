@@ -1,11 +1,9 @@
 // Convolution filters: masks, border sums, wrap-around, the row driver
 // against the per-pixel reference.
+#include <algorithm>
 #include <cmath>
-#include <cstdlib>
-#include <cstring>
+#include <cstdint>
 #include <limits>
-#include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -19,16 +17,6 @@
 
 namespace {
 
-template <class T> CImage<T> filled(int w, int h, int c, T value)
-{
-    CImage<T> image(w, h, c);
-    for (int ch = 0; ch < c; ++ch)
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x)
-                image.setPixel(x, y, ch, value);
-    return image;
-}
-
 std::vector<float> maskOf(const CConvolution<float>& f)
 {
     return std::vector<float>(f.mask(), f.mask() + f.maskWidth() * f.maskHeight());
@@ -36,63 +24,38 @@ std::vector<float> maskOf(const CConvolution<float>& f)
 
 } // namespace
 
-TEST(GaussFilter, MasksForSigmaOneAndHalf)
+TEST(GaussFilter, MasksTheCornerFadeAndWideBandwidths)
 {
     CGaussFilter<float> gauss;
     EXPECT_TRUE(gauss.mmxAllowed());
-    testing::internal::CaptureStdout();
-    gauss.setBandwidth(1.0f);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "\n\n\n");
+    EXPECT_EQ(stdoutOf([&] { gauss.setBandwidth(1.0f); }), "\n\n\n");
     EXPECT_EQ(gauss.maskWidth(), 3);
     EXPECT_EQ(maskOf(gauss), (std::vector<float>{6, 10, 6, 10, 16, 10, 6, 10, 6}));
     EXPECT_EQ(gauss.factor(), 0.0125f);
-
-    testing::internal::CaptureStdout();
-    gauss.setBandwidth(0.5f);
-    testing::internal::GetCapturedStdout();
-    EXPECT_EQ(maskOf(gauss), (std::vector<float>{0, 2, 0, 2, 16, 2, 0, 2, 0}));
-    EXPECT_EQ(gauss.factor(), float(1.0 / 24));
-
-    testing::internal::CaptureStdout();
-    gauss.setBandwidth(2.0f); // 3*2 = 6 is even: size 7, peak 50/7 = 7
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), std::string(7, '\n'));
-    EXPECT_EQ(gauss.maskWidth(), 7);
-    EXPECT_EQ(gauss.mask()[3 * 7 + 3], 7.0f);
-
-    gauss.prohibitMMX();
-    EXPECT_FALSE(gauss.mmxAllowed());
-}
-
-TEST(GaussFilter, ConstantImageAndCornerFade)
-{
-    CGaussFilter<float> gauss;
-    testing::internal::CaptureStdout();
-    gauss.setBandwidth(1.0f);
-    testing::internal::GetCapturedStdout();
-    const CImage<float> out = run(gauss, filled<float>(5, 4, 1, 100.0f));
+    CImage<float> out = run(gauss, filled<float>(5, 4, {100.0f}));
     EXPECT_EQ(out.getPixel(2, 2, 0), 100.0f);
-    EXPECT_EQ(out.getPixel(0, 0, 0), 52.5f);   // 42 of 80 weight units
+    EXPECT_EQ(out.getPixel(0, 0, 0), 52.5f); // 42 of 80 weight units
     EXPECT_EQ(out.getPixel(4, 3, 0), 52.5f);
     EXPECT_EQ(out.getPixel(2, 0, 0), 0.0125f * 5800.0f); // edge: 58 units
-}
 
-TEST(GaussFilter, WideBandwidthGivesZeroWeightsAndNaN)
-{
-    CGaussFilter<float> gauss;
-    testing::internal::CaptureStdout();
-    gauss.setBandwidth(60.0f);
-    EXPECT_EQ(testing::internal::GetCapturedStdout().size(), 181u);
-    EXPECT_EQ(gauss.maskWidth(), 181);
-    for (int k = 0; k < 181 * 181; ++k)
-        ASSERT_EQ(gauss.mask()[k], 0.0f);
+    stdoutOf([&] { gauss.setBandwidth(0.5f); });
+    EXPECT_EQ(maskOf(gauss), (std::vector<float>{0, 2, 0, 2, 16, 2, 0, 2, 0}));
+    EXPECT_EQ(gauss.factor(), float(1.0 / 24));
+    // 3*2 = 6 is even: size 7, peak 50/7 = 7.
+    EXPECT_EQ(stdoutOf([&] { gauss.setBandwidth(2.0f); }), std::string(7, '\n'));
+    EXPECT_EQ(gauss.maskWidth(), 7);
+    EXPECT_EQ(gauss.mask()[3 * 7 + 3], 7.0f);
+    gauss.prohibitMMX();
+    EXPECT_FALSE(gauss.mmxAllowed());
+
+    // Wide: every weight 0, an infinite factor, NaN results.
+    EXPECT_EQ(stdoutOf([&] { gauss.setBandwidth(60.0f); }).size(), 181u);
+    EXPECT_EQ(maskOf(gauss), std::vector<float>(181 * 181, 0.0f));
     EXPECT_EQ(gauss.factor(), std::numeric_limits<float>::infinity());
-    const CImage<float> out = run(gauss, filled<float>(3, 2, 1, 7.0f));
+    out = run(gauss, filled<float>(3, 2, {7.0f}));
     EXPECT_TRUE(std::isnan(out.getPixel(0, 0, 0)));
     EXPECT_TRUE(std::isnan(out.getPixel(2, 1, 0)));
-
-    testing::internal::CaptureStdout();
-    gauss.setBandwidth(-1.0f); // size below 1: no weights at all
-    testing::internal::GetCapturedStdout();
+    stdoutOf([&] { gauss.setBandwidth(-1.0f); }); // size below 1: no weights at all
     EXPECT_EQ(gauss.factor(), std::numeric_limits<float>::infinity());
     EXPECT_THROW(gauss.setBandwidth(std::nanf("")), CException);
     EXPECT_THROW(gauss.setBandwidth(1e9f), CException);
@@ -109,62 +72,47 @@ TYPED_TEST(ConvolutionTyped, MeanAveragesWhatExists)
     CMeanFilter<T> mean;
     EXPECT_FALSE(mean.mmxAllowed());
     mean.setNeighborhood(3, 3);
-    CImage<T> constant = run(mean, filled<T>(4, 3, 1, T(9)));
-    for (int y = 0; y < 3; ++y)
-        for (int x = 0; x < 4; ++x)
-            EXPECT_EQ(constant.getPixel(x, y, 0), T(9));
+    expectSameImage(run(mean, filled<T>(4, 3, {T(9)})), filled<T>(4, 3, {T(9)}));
 
-    const CImage<T> out = run(mean, counting<T>(3, 3));
-    EXPECT_EQ(out.getPixel(1, 1, 0), T(5));
-    EXPECT_EQ(out.getPixel(0, 0, 0), T(3));  // (1+2+4+5)/4
-    EXPECT_EQ(out.getPixel(2, 0, 0), T(4));  // (2+3+5+6)/4
-    EXPECT_EQ(out.getPixel(1, 0, 0), T(3.5f)); // 21/6: truncated at 8 and 16 bits
-
+    // Sums over the pixels inside, truncated at 8 and 16 bits: 21/6 at (1, 0).
+    expectSameImage(run(mean, counting<T>(3, 3)),
+                    pixels<T>(3, 3, 1, {3, 3.5, 4, 4.5, 5, 5.5, 6, 6.5, 7}));
     mean.setNeighborhood(5, 7); // larger than the image: all border
-    const CImage<T> all = run(mean, counting<T>(3, 3));
-    EXPECT_EQ(all.getPixel(0, 0, 0), T(5));
-    EXPECT_EQ(all.getPixel(2, 2, 0), T(5));
+    expectSameImage(run(mean, counting<T>(3, 3)), filled<T>(3, 3, {T(5)}));
 }
 
+// One weight, one pixel: products truncate and wrap at the integer depths.
 TYPED_TEST(ConvolutionTyped, TruncationAndWrap)
 {
     using T = TypeParam;
+    const bool b8 = sizeof(T) == 1, b16 = sizeof(T) == 2;
+    const struct
+    {
+        float fWeight, fFactor;
+        T in, out;
+    } cases[] = {
+        {2, 1, T(200), T(b8 ? 144 : 400)},
+        {2, 1, T(b16 ? 40000 : 100), T(b16 ? 14464 : 200)}, // 80000 mod 65536
+        {-1, 1, T(1), T(b8 ? 255 : b16 ? 65535 : -1)},
+        {1, 1.0f / 3.0f, T(8), T(b8 || b16 ? 2 : 8.0f * (1.0f / 3.0f))},
+    };
     CGenericConvolution<T> conv;
-    float two = 2.0f, minusOne = -1.0f;
-    conv.setParameters(&two, 1.0f, 1, 1);
-    CImage<T> out = run(conv, filled<T>(2, 2, 1, T(200)));
-    EXPECT_EQ(out.getPixel(1, 1, 0), sizeof(T) == 1 ? T(144) : T(400));
-    out = run(conv, filled<T>(1, 1, 1, tirn::convertPixel<T>(40000)));
-    if (sizeof(T) == 2) {
-        EXPECT_EQ(out.getPixel(0, 0, 0), T(14464)); // 80000 mod 65536
+    for (auto c : cases) {
+        conv.setParameters(&c.fWeight, c.fFactor, 1, 1);
+        EXPECT_EQ(run(conv, filled<T>(2, 2, {c.in})).getPixel(1, 1, 0), c.out) << c.fWeight;
     }
-    conv.setParameters(&minusOne, 1.0f, 1, 1);
-    out = run(conv, filled<T>(1, 1, 1, T(1)));
-    EXPECT_EQ(out.getPixel(0, 0, 0), T(sizeof(T) == 1 ? 255 : sizeof(T) == 2 ? 65535 : -1));
-    float third = 1.0f;
-    conv.setParameters(&third, 1.0f / 3.0f, 1, 1);
-    out = run(conv, filled<T>(1, 1, 1, T(8)));
-    EXPECT_EQ(out.getPixel(0, 0, 0), tirn::toPixel<T>(8.0f * (1.0f / 3.0f))); // 2 at 8/16 bits
 }
 
 TYPED_TEST(ConvolutionTyped, SobelResponses)
 {
     using T = TypeParam;
-    // Columns 0, 0, 80: the horizontal kernel gives -320 before the factor.
-    CImage<T> ramp(3, 3, 1);
-    for (int y = 0; y < 3; ++y)
-        ramp.setPixel(2, y, 0, T(80));
     CSobelFilter<T> sobel;
     EXPECT_TRUE(sobel.mmxAllowed());
-    const CImage<T> out = run(sobel, ramp);
-    const float r = 0.0626f * -320.0f;
-    if (tirn::isIntegerPixel<T>())
-        EXPECT_EQ(out.getPixel(1, 1, 0), tirn::toPixel<T>(r)); // wrapped, e.g. 236
-    else
-        EXPECT_EQ(out.getPixel(1, 1, 0), T(-r));
-    if (sizeof(T) == 1) {
-        EXPECT_EQ(out.getPixel(1, 1, 0), T(236));
-    }
+    // Columns 0, 0, 80: the horizontal kernel gives -320 before the factor,
+    // wrapped at the integer depths.
+    const CImage<T> out = run(sobel, pixels<T>(3, 3, 1, {0, 0, 80, 0, 0, 80, 0, 0, 80}));
+    EXPECT_EQ(out.getPixel(1, 1, 0),
+              T(sizeof(T) == 4 ? -(0.0626f * -320.0f) : sizeof(T) == 2 ? 65516 : 236));
     // Corner (0,0): only the right column's weights -1 (row 1), -2 (row 2)
     // meet pixels, and of those only column 1 (value 0) lies inside.
     EXPECT_EQ(out.getPixel(0, 0, 0), T(0));
@@ -184,10 +132,10 @@ TEST(SobelFilter, KernelsFactorsAndFallback)
     EXPECT_EQ(sobel.factor(), 0.0626f);
     EXPECT_NE(sobel.factor(), 1.0f / 16);
 
-    testing::internal::CaptureStdout();
-    sobel.setNeighborhood(4, 4);
-    sobel.setParameters(3, 5);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(stdoutOf([&] {
+                  sobel.setNeighborhood(4, 4);
+                  sobel.setParameters(3, 5);
+              }),
               " Only 3x3 anf 5x5 sobel filter implemented! Switching to 5x5\n"
               " Only 3x3 anf 5x5 sobel filter implemented! Switching to 5x5\n");
     EXPECT_EQ(sobel.maskWidth(), 5);
@@ -204,17 +152,12 @@ TEST(SobelFilter, KernelsFactorsAndFallback)
     EXPECT_EQ(maskOf(standard), (std::vector<float>{1, 0, -1, 2, 0, -2, 1, 0, -1}));
 
     // Depth 32 responses are never negative, either direction.
-    std::mt19937 random(3);
-    CImage<float> noise(9, 8, 1);
-    for (int y = 0; y < 8; ++y)
-        for (int x = 0; x < 9; ++x)
-            noise.setPixel(x, y, 0, float(random() % 200));
+    const CImage<float> noise = randomTestImage<float>(9, 8, 1, 3);
     for (auto dir : {CSobelFilter<float>::HORIZONTAL, CSobelFilter<float>::VERTICAL}) {
         CSobelFilter<float> s(5, dir);
         const CImage<float> out = run(s, noise);
-        for (int y = 0; y < 8; ++y)
-            for (int x = 0; x < 9; ++x)
-                ASSERT_GE(out.getPixel(x, y, 0), 0.0f);
+        const float* p = out.getChannelDataPtr(0);
+        EXPECT_GE(*std::min_element(p, p + out.pixelsPerChannel()), 0.0f) << dir;
     }
 }
 
@@ -235,15 +178,10 @@ TEST(ConvolutionState, IntegerMaskDivisorAndRefusals)
 
     // No mask yet: exec is refused before the target is touched.
     CMeanFilter<float> mean;
-    CImage<float> src = filled<float>(2, 2, 1, 1.0f), tgt(1, 1, 1);
+    CImage<float> src = filled<float>(2, 2, {1.0f}), tgt(1, 1, 1);
     mean.setInput(&src);
     mean.setOutput(&tgt);
-    try {
-        mean.exec();
-        FAIL() << "exec without a mask must throw";
-    } catch (const CException& e) {
-        EXPECT_STREQ(e.what(), "CConvolution: no mask set! Set the mask before exec().");
-    }
+    expectRefusal([&] { mean.exec(); }, "CConvolution: no mask set! Set the mask before exec().");
     EXPECT_EQ(tgt.width(), 1);
     EXPECT_THROW(mean.setNeighborhood(10000, 10000), CException);
 }
@@ -261,39 +199,26 @@ TEST(ConvolutionState, EvenAndDegenerateSizes)
     // A mean filter with an even side counts the zero-weight positions too.
     CMeanFilter<float> mean;
     mean.setNeighborhood(2, 1);
-    out = run(mean, counting<float>(3, 1));
-    EXPECT_EQ(out.getPixel(1, 0, 0), (1 + 2) / 3.0f);
+    EXPECT_EQ(run(mean, counting<float>(3, 1)).getPixel(1, 0, 0), (1 + 2) / 3.0f);
 
     // Sizes the scripting layer passes on unchecked: no crash, defined values.
     mean.setNeighborhood(0, 0);
-    out = run(mean, counting<float>(2, 2));
-    EXPECT_EQ(out.getPixel(1, 1, 0), 0.0f);
+    EXPECT_EQ(run(mean, counting<float>(2, 2)).getPixel(1, 1, 0), 0.0f);
     mean.setNeighborhood(-3, -3);
-    out = run(mean, counting<float>(2, 2));
-    EXPECT_TRUE(std::isnan(out.getPixel(1, 1, 0)));
+    EXPECT_TRUE(std::isnan(run(mean, counting<float>(2, 2)).getPixel(1, 1, 0)));
 
     float nanFactor = 1.0f;
     conv.setParameters(&nanFactor, std::nanf(""), 1, 1); // NaN counts as a factor
-    out = run(conv, counting<float>(2, 1));
-    EXPECT_TRUE(std::isnan(out.getPixel(0, 0, 0)));
+    EXPECT_TRUE(std::isnan(run(conv, counting<float>(2, 1)).getPixel(0, 0, 0)));
 }
 
 TEST(ConvolutionState, OnlySelectedChannelsAreFiltered)
 {
-    CImage<unsigned short> src(3, 3, 2);
-    for (int c = 0; c < 2; ++c)
-        for (int y = 0; y < 3; ++y)
-            for (int x = 0; x < 3; ++x)
-                src.setPixel(x, y, c, (unsigned short)(1 + 3 * y + x + 100 * c));
     CMeanFilter<unsigned short> mean;
     mean.setNeighborhood(3, 3);
-    CImage<unsigned short> out(1, 1, 1);
-    mean.setInput(&src);
-    mean.setOutput(&out);
-    ASSERT_EQ(mean.selectChannel("#X"), 1);
-    mean.exec();
+    const CImage<unsigned short> out =
+        run(mean, numbered<unsigned short>(3, 3, 2, 100, 3, 1), "#X");
     EXPECT_EQ(out.getPixel(0, 0, 0), 1);
     EXPECT_EQ(out.getPixel(0, 0, 1), 103);
     EXPECT_EQ(out.getPixel(1, 1, 1), 105);
 }
-

@@ -3,9 +3,11 @@
 // wrap at integer depths, external masks used as given.
 #include <cmath>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "FastVsReference.h"
+#include "FilterRun.h"
 #include "PixelTypes.h"
 #include "filters/CConvolutionFilter.h"
 
@@ -42,35 +44,23 @@ CImage<T> convolve(const CImage<T>& in, std::vector<float>& mask, int iSize, int
     return out;
 }
 
-template <class T> CImage<T> constant(int w, int h, int c, T value)
-{
-    CImage<T> image(w, h, c);
-    for (int ch = 0; ch < c; ++ch)
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x)
-                image.setPixel(x, y, ch, value);
-    return image;
-}
-
 } // namespace
 
 TEST(MaskGenerator, AverageIsNineNinthsAndKeepsAConstant)
 {
-    const std::vector<float> mask = generate(3, 9.0f);
-    for (float w : mask)
-        EXPECT_EQ(w, float(1.0 / 9));
-    expectSums(mask, 1.0, 0.0);
-    std::vector<float> own = mask;
-    forBothPaths([&] {
-        const CImage<float> out = convolve(constant(4, 3, 2, 5.0f), own, 3);
-        for (int c = 0; c < 2; ++c)
-            for (int y = 0; y < 3; ++y)
-                for (int x = 0; x < 4; ++x)
-                    EXPECT_EQ(out.getPixel(x, y, c), 5.0f);
-    });
+    EXPECT_EQ(generate(3, 9.0f), std::vector<float>(9, float(1.0 / 9)));
+    // Without a mask set the filter generates one in a buffer of its own.
+    CConvolutionFilter<float> filter(3, 9.0f, 0.0f, 1.0f, 0);
+    EXPECT_EQ(filter.mask(), nullptr);
+    const CImage<float> in = filled<float>(4, 3, {5, 5});
+    CImage<float> out(1, 1, 1);
+    filter.exec(&in, &out);
+    expectSameImage(out, in);
+    ASSERT_NE(filter.mask(), nullptr);
+    EXPECT_EQ(filter.mask()[4], float(1.0 / 9));
 }
 
-TEST(MaskGenerator, GaussIsSymmetricAndSumsToOne)
+TEST(MaskGenerator, GaussIsSymmetricSumsToOneAndShiftsEvenSizesByHalfAPixel)
 {
     for (int iSize : {3, 5, 6}) {
         const std::vector<float> m = generate(iSize, 0.0f, 0.0f, 2.0f);
@@ -88,6 +78,11 @@ TEST(MaskGenerator, GaussIsSymmetricAndSumsToOne)
     const std::vector<float> m = generate(3, 0.0f);
     EXPECT_NEAR(m[4] / m[5], std::exp(1.0), 1e-5);
     EXPECT_NEAR(m[4] / m[0], std::exp(2.0), 1e-5);
+    // Size 4: offsets +-0.5 and +-1.5, so the four inner cells are equal and
+    // lie at squared radius 0.5.
+    const std::vector<float> even = generate(4, 0.0f);
+    EXPECT_EQ((std::vector<float>{even[6], even[9], even[10]}), std::vector<float>(3, even[5]));
+    EXPECT_NEAR(even[5] / even[0], std::exp(4.0), 1e-4); // 4.5 - 0.5
 }
 
 TEST(MaskGenerator, OddDerivativesAreAntisymmetricInTheRowOffset)
@@ -112,20 +107,14 @@ TEST(MaskGenerator, OddDerivativesAreAntisymmetricInTheRowOffset)
 TEST(MaskGenerator, EveryTypeNormalisesBothSigns)
 {
     // Types with both signs: +1 and -1. All-negative "other" types: -1 only.
-    const struct
-    {
-        float fType;
-        double dPos, dNeg;
-    } cases[] = {{2, 1, -1}, {4, 1, -1}, {5, 1, -1}, {6, 1, -1},
-                 {7, 1, -1}, {8, 1, -1}, {9.7f, 1, 0}, {11, 0, -1}, {-3, 0, -1}};
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.fType);
-        const std::vector<float> m = generate(7, c.fType, 30.0f, 0.5f);
-        expectSums(m, c.dPos, c.dNeg);
+    for (auto [fType, dPos, dNeg] :
+         {std::tuple{2.0f, 1, -1}, {4.0f, 1, -1}, {5.0f, 1, -1}, {6.0f, 1, -1}, {7.0f, 1, -1},
+          {8.0f, 1, -1}, {9.7f, 1, 0}, {11.0f, 0, -1}, {-3.0f, 0, -1}}) {
+        SCOPED_TRACE(fType);
+        expectSums(generate(7, fType, 30.0f, 0.5f), dPos, dNeg);
     }
     // Every cell of an unknown type is -1 before normalisation: -1/49 after.
-    for (float w : generate(7, 10.0f))
-        EXPECT_EQ(w, float(1.0f / -49.0f));
+    EXPECT_EQ(generate(7, 10.0f), std::vector<float>(49, float(1.0f / -49.0f)));
 }
 
 TEST(MaskGenerator, QuarterTurnTransposesTheBar)
@@ -143,56 +132,18 @@ TEST(MaskGenerator, QuarterTurnTransposesTheBar)
     EXPECT_LT(upright[0], 0.0f);
 }
 
-TEST(MaskGenerator, EvenSizesUseHalfPixelOffsets)
-{
-    // Size 4: offsets +-0.5 and +-1.5, so the four inner cells are equal and
-    // lie at squared radius 0.5.
-    const std::vector<float> m = generate(4, 0.0f);
-    EXPECT_EQ(m[5], m[6]);
-    EXPECT_EQ(m[5], m[9]);
-    EXPECT_EQ(m[5], m[10]);
-    EXPECT_NEAR(m[5] / m[0], std::exp(4.0), 1e-4); // 4.5 - 0.5
-}
-
-TEST(MaskGenerator, OwnBufferWhenNoMaskIsSet)
-{
-    CConvolutionFilter<float> filter(3, 9.0f, 0.0f, 1.0f, 0);
-    EXPECT_EQ(filter.mask(), nullptr);
-    const CImage<float> in = constant(2, 2, 1, 5.0f);
-    CImage<float> out(1, 1, 1);
-    filter.exec(&in, &out);
-    ASSERT_NE(filter.mask(), nullptr);
-    EXPECT_EQ(filter.mask()[4], float(1.0 / 9));
-    EXPECT_EQ(out.getPixel(1, 1, 0), 5.0f);
-    EXPECT_EQ(filter.iSrcDepth, 32);
-    EXPECT_EQ(filter.iTgtDepth, 32);
-}
-
-TEST(MaskConvolution, RefusesAMissingExternalMaskAndHugeSizes)
+TEST(MaskConvolution, RefusalsAndClipToRange)
 {
     const CImage<unsigned char> in(3, 3, 1);
     CImage<unsigned char> out(1, 1, 1);
     CConvolutionFilter<unsigned char> external(3, 0.0f, 0.0f, 1.0f, 1);
-    try {
-        external.exec(&in, &out);
-        ADD_FAILURE();
-    } catch (const CException& e) {
-        EXPECT_STREQ(e.what(), "CConvolutionFilter: no mask to convolve with!");
-    }
+    expectRefusal([&] { external.exec(&in, &out); },
+                  "CConvolutionFilter: no mask to convolve with!");
     CConvolutionFilter<unsigned char> huge(100000, 0.0f, 0.0f, 1.0f, 0);
-    try {
-        huge.exec(&in, &out);
-        ADD_FAILURE();
-    } catch (const CException& e) {
-        EXPECT_STREQ(e.what(), "CConvolutionFilter: mask size 100000 out of range (at most 4096)!");
-    }
-}
-
-TEST(MaskConvolution, ClipToRange)
-{
-    EXPECT_EQ(CConvolutionFilter<float>::clip2range(0, -3, 9), 0);
-    EXPECT_EQ(CConvolutionFilter<float>::clip2range(0, 12, 9), 9);
-    EXPECT_EQ(CConvolutionFilter<float>::clip2range(0, 4, 9), 4);
+    expectRefusal([&] { huge.exec(&in, &out); },
+                  "CConvolutionFilter: mask size 100000 out of range (at most 4096)!");
+    for (auto [iValue, iClipped] : {std::pair{-3, 0}, {12, 9}, {4, 4}})
+        EXPECT_EQ(CConvolutionFilter<float>::clip2range(0, iValue, 9), iClipped);
 }
 
 template <class T> class MaskConvolutionTyped : public ::testing::Test
@@ -203,77 +154,59 @@ TYPED_TEST_SUITE(MaskConvolutionTyped, PixelTypes);
 TYPED_TEST(MaskConvolutionTyped, ExternalMaskAsGivenWithRepeatedEdges)
 {
     using T = TypeParam;
-    forBothPaths([] {
-        CImage<T> in(3, 2, 1);
-        for (int y = 0; y < 2; ++y)
-            for (int x = 0; x < 3; ++x)
-                in.setPixel(x, y, 0, T(10 * y + x + 1));
-        // Size 4, r = 1: weight (j, i) reads (x - 1 + i, y - 1 + j).
-        std::vector<float> mask(16, 0.0f);
-        mask[0] = 2.0f; // (x - 1, y - 1), not normalised
-        const CImage<T> up = convolve(in, mask, 4);
-        EXPECT_EQ(mask[0], 2.0f);
-        EXPECT_EQ(up.getPixel(0, 0, 0), T(2));  // clipped to (0, 0)
-        EXPECT_EQ(up.getPixel(2, 1, 0), T(4));  // (1, 0) = 2
-        EXPECT_EQ(up.getPixel(1, 1, 0), T(2));  // (0, 0) = 1
-        mask[0] = 0.0f;
-        mask[15] = 1.0f; // (x + 2, y + 2)
-        const CImage<T> down = convolve(in, mask, 4);
-        EXPECT_EQ(down.getPixel(0, 0, 0), T(13)); // clipped to (2, 1)
-        EXPECT_EQ(down.getPixel(2, 1, 0), T(13));
-    });
+    const CImage<T> in = numbered<T>(3, 2, 1, 0, 10, 1);
+    // Size 4, r = 1: weight (j, i) reads (x - 1 + i, y - 1 + j).
+    std::vector<float> mask(16, 0.0f);
+    mask[0] = 2.0f; // (x - 1, y - 1), not normalised
+    const CImage<T> up = convolve(in, mask, 4);
+    EXPECT_EQ(mask[0], 2.0f);
+    EXPECT_EQ(up.getPixel(0, 0, 0), T(2));  // clipped to (0, 0)
+    EXPECT_EQ(up.getPixel(2, 1, 0), T(4));  // (1, 0) = 2
+    EXPECT_EQ(up.getPixel(1, 1, 0), T(2));  // (0, 0) = 1
+    mask[0] = 0.0f;
+    mask[15] = 1.0f; // (x + 2, y + 2)
+    const CImage<T> down = convolve(in, mask, 4);
+    EXPECT_EQ(down.getPixel(0, 0, 0), T(13)); // clipped to (2, 1)
+    EXPECT_EQ(down.getPixel(2, 1, 0), T(13));
 }
 
-TYPED_TEST(MaskConvolutionTyped, EveryChannelAndTheTargetTakesTheSourceShape)
+// Every channel is filtered and the target takes the source's shape; in
+// place the target channel is cleared first and the sums read the cleared
+// and already written pixels: the result is all zero.
+TYPED_TEST(MaskConvolutionTyped, EveryChannelAndInPlace)
 {
     using T = TypeParam;
     CImage<T> in(3, 3, 2);
     in.setPixel(1, 1, 0, T(9));
     in.setPixel(1, 1, 1, T(18));
-    std::vector<float> mask(9, 1.0f);
-    CImage<T> out(5, 1, 4);
+    std::vector<float> ones(9, 1.0f), quarters(9, 0.25f);
+    expectSameImage(convolve(in, ones, 3), filled<T>(3, 3, {T(9), T(18)}));
+
+    CImage<T> image = randomTestImage<T>(6, 5, 2, 4);
     CConvolutionFilter<T> filter(3, 0.0f, 0.0f, 1.0f, 1);
-    filter.pfMask = mask.data();
-    filter.exec(&in, &out);
-    ASSERT_EQ(out.width(), 3);
-    ASSERT_EQ(out.channels(), 2);
-    for (int y = 0; y < 3; ++y)
-        for (int x = 0; x < 3; ++x) {
-            EXPECT_EQ(out.getPixel(x, y, 0), T(9));
-            EXPECT_EQ(out.getPixel(x, y, 1), T(18));
-        }
+    filter.pfMask = quarters.data();
+    filter.exec(&image, &image);
+    expectSameImage(image, filled<T>(6, 5, {T(0), T(0)}));
 }
 
 TEST(MaskConvolution, IntegerDepthsTruncateEachProductAndWrap)
 {
-    forBothPaths([] {
-        std::vector<float> halves(9, 0.5f);
-        // 3 * 0.5 = 1.5 truncates to 1 nine times: 9, not 13.
-        const CImage<unsigned char> a = convolve(constant<unsigned char>(3, 3, 1, 3), halves, 3);
-        EXPECT_EQ(a.getPixel(1, 1, 0), 9);
-        const CImage<float> f = convolve(constant<float>(3, 3, 1, 3.0f), halves, 3);
-        EXPECT_EQ(f.getPixel(1, 1, 0), 13.5f);
-        // Negative weights subtract and wrap instead of clamping.
-        std::vector<float> minus(1, -1.0f);
-        const CImage<unsigned char> b = convolve(constant<unsigned char>(2, 2, 1, 5), minus, 1);
-        EXPECT_EQ(b.getPixel(0, 0, 0), 251);
-        const CImage<unsigned short> c = convolve(constant<unsigned short>(2, 2, 1, 5), minus, 1);
-        EXPECT_EQ(c.getPixel(1, 1, 0), 65531);
-        // Large sums wrap too: nine times 100.
-        std::vector<float> ones(9, 1.0f);
-        const CImage<unsigned char> d = convolve(constant<unsigned char>(3, 3, 1, 100), ones, 3);
-        EXPECT_EQ(d.getPixel(1, 1, 0), 900 % 256);
-        // -0.5 truncates to 0 per term: nothing is subtracted.
-        std::vector<float> small(9, -0.5f);
-        const CImage<unsigned char> e = convolve(constant<unsigned char>(3, 3, 1, 1), small, 3);
-        EXPECT_EQ(e.getPixel(1, 1, 0), 0);
-    });
-}
-
-TEST(MaskConvolution, GeneratedSmoothingMaskOnAnEightBitImage)
-{
-    // Average 3 x 3 on a single bright pixel: 90 * 0.11111111 = 10.0000002
-    // per term, truncated to 10 at the pixels that see it once.
+    // The centre of a 3x3 image of value under a mask of weight.
+    const auto centre = [](auto value, float fWeight, int iSize) {
+        std::vector<float> mask(iSize * iSize, fWeight);
+        return convolve(filled<decltype(value)>(3, 3, {value}), mask, iSize).getPixel(1, 1, 0);
+    };
+    // 3 * 0.5 = 1.5 truncates to 1 nine times: 9, not 13.
+    EXPECT_EQ(centre((unsigned char)3, 0.5f, 3), 9);
+    EXPECT_EQ(centre(3.0f, 0.5f, 3), 13.5f);
+    // Negative weights subtract and wrap instead of clamping.
+    EXPECT_EQ(centre((unsigned char)5, -1.0f, 1), 251);
+    EXPECT_EQ(centre((unsigned short)5, -1.0f, 1), 65531);
+    EXPECT_EQ(centre((unsigned char)100, 1.0f, 3), 900 % 256); // large sums wrap too
+    // -0.5 truncates to 0 per term: nothing is subtracted.
+    EXPECT_EQ(centre((unsigned char)1, -0.5f, 3), 0);
+    // Generated average 3 x 3 on a single bright pixel: 90 * 0.11111111 =
+    // 10.0000002 per term, truncated to 10 at the pixels that see it once.
     CImage<unsigned char> in(5, 5, 1);
     in.setPixel(2, 2, 0, 90);
     std::vector<float> unused;
@@ -289,23 +222,4 @@ TEST(MaskConvolutionDeathTest, HeightZeroEndsTheProcessAtTheRowAccess)
     CImage<float> out(1, 1, 1);
     CConvolutionFilter<float> filter(3, 0.0f, 0.0f, 1.0f, 0);
     EXPECT_DEATH(filter.exec(&flat, &out), "iRow < iHeight");
-}
-
-TYPED_TEST(MaskConvolutionTyped, InPlaceReadsWhatItWrites)
-{
-    using T = TypeParam;
-    // In place the target channel is cleared first and the sums read the
-    // cleared and already written pixels: the result is all zero.
-    for (bool bReference : {false, true}) {
-        PathScope scope(bReference);
-        CImage<T> image = randomTestImage<T>(6, 5, 2, 4);
-        std::vector<float> mask(9, 0.25f);
-        CConvolutionFilter<T> filter(3, 0.0f, 0.0f, 1.0f, 1);
-        filter.pfMask = mask.data();
-        filter.exec(&image, &image);
-        for (int c = 0; c < 2; ++c)
-            for (int y = 0; y < 5; ++y)
-                for (int x = 0; x < 6; ++x)
-                    EXPECT_EQ(image.getPixel(x, y, c), T(0));
-    }
 }

@@ -1,10 +1,10 @@
 // Rank-order filters and the statistics helpers they share.
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <random>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "FastVsReference.h"
@@ -15,16 +15,6 @@
 #include "filters/CsimpleMedian.h"
 #include "filters/RankNetworks.h"
 #include "filters/utils.h"
-
-namespace {
-
-template <class T> std::vector<T> pixels(const CImage<T>& image, int c = 0)
-{
-    const T* p = image.getChannelDataPtr(c);
-    return std::vector<T>(p, p + image.pixelsPerChannel());
-}
-
-} // namespace
 
 // A network of min/max steps selects correctly from any values if it does
 // from every choice of 0s and 1s. The inputs are run 64 at a time, one bit
@@ -130,148 +120,104 @@ TYPED_TEST(RankTyped, GetRankAgreesWithSorting)
         }
 }
 
-TYPED_TEST(RankTyped, MedianFilterWorkedValues)
+// The lower median of the pixels inside the image: 1, 2, 4, 5 give 2.
+TYPED_TEST(RankTyped, MedianAndRankFilterWorkedValues)
 {
     using T = TypeParam;
-    CMedianFilter<T> median3;
-    EXPECT_EQ(median3.size(), 3);
-    const CImage<T> out = run(median3, counting<T>(3, 3));
-    EXPECT_EQ(out.getPixel(1, 1, 0), T(5));
-    EXPECT_EQ(out.getPixel(0, 0, 0), T(2)); // lower median of 1, 2, 4, 5
-    EXPECT_EQ(out.getPixel(1, 0, 0), T(3)); // lower median of 1..6
-    EXPECT_EQ(out.getPixel(2, 2, 0), T(6)); // of 5, 6, 8, 9
+    CMedianFilter<T> median;
+    EXPECT_EQ(median.size(), 3);
+    expectSameImage(run(median, counting<T>(3, 3)),
+                    pixels<T>(3, 3, 1, {2, 3, 3, 4, 5, 5, 5, 6, 6}));
+    float afMedian[] = {5.9f};
+    median.setParameters(afMedian);
+    EXPECT_EQ(median.size(), 5);
+    expectSameImage(run(median, counting<T>(3, 3)), filled<T>(3, 3, {T(5)}));
+    median.setSize(-1); // collects nothing
+    expectSameImage(run(median, counting<T>(2, 2)), filled<T>(2, 2, {T(0)}));
 
-    float p[] = {5.9f};
-    median3.setParameters(p);
-    EXPECT_EQ(median3.size(), 5);
-    const CImage<T> wide = run(median3, counting<T>(3, 3));
-    EXPECT_EQ(pixels(wide), std::vector<T>(9, T(5)));
-    median3.setSize(-1); // collects nothing
-    EXPECT_EQ(pixels(run(median3, counting<T>(2, 2))), std::vector<T>(4, T(0)));
-}
-
-TYPED_TEST(RankTyped, RankFilterWorkedValues)
-{
-    using T = TypeParam;
     const CImage<T> src = counting<T>(4, 3);
+    CImage<T> tgt(1, 1, 1);
     CRankFilter<T> rank;
+    rank.setInput(&src);
+    rank.setOutput(&tgt);
+    expectRefusal([&] { rank.exec(); }, "CRankFilter: no rank set! Set the rank before exec().");
+    EXPECT_EQ(tgt.width(), 1);
     rank.setRank(0);
-    const CImage<T> minimum = run(rank, src);
-    EXPECT_EQ(minimum.getPixel(1, 1, 0), T(1));
-    EXPECT_EQ(minimum.getPixel(2, 1, 0), T(2));
-    for (int x = 0; x < 4; ++x) { // the one-pixel border is the input
-        EXPECT_EQ(minimum.getPixel(x, 0, 0), src.getPixel(x, 0, 0));
-        EXPECT_EQ(minimum.getPixel(x, 2, 0), src.getPixel(x, 2, 0));
+    // The one-pixel border is the input.
+    expectSameImage(run(rank, src), pixels<T>(4, 3, 1, {1, 2, 3, 4, 5, 1, 2, 8, 9, 10, 11, 12}));
+    // Rank 100 is clamped to the largest.
+    for (auto [iRank, a, b] : {std::tuple{4, 6, 7}, {100, 11, 12}}) {
+        rank.setRank(iRank);
+        const CImage<T> out = run(rank, src);
+        EXPECT_EQ(out.getPixel(1, 1, 0), T(a)) << iRank;
+        EXPECT_EQ(out.getPixel(2, 1, 0), T(b)) << iRank;
     }
-    EXPECT_EQ(minimum.getPixel(3, 1, 0), T(8));
-
-    rank.setRank(100); // clamped to the largest
-    EXPECT_EQ(run(rank, src).getPixel(1, 1, 0), T(11));
-    rank.setRank(4);
-    EXPECT_EQ(run(rank, src).getPixel(2, 1, 0), T(7));
-
     rank.setNeighborhood(4); // never complete: the input comes back
     rank.setRank(0);
-    EXPECT_EQ(pixels(run(rank, src)), pixels(src));
+    expectSameImage(run(rank, src), src);
 
-    float p[] = {3.7f, 8.2f};
-    rank.setParameters(p);
+    float afRank[] = {3.7f, 8.2f};
+    rank.setParameters(afRank);
     EXPECT_EQ(rank.size(), 3);
     EXPECT_EQ(rank.rank(), 8);
     EXPECT_EQ(run(rank, src).getPixel(1, 1, 0), T(11));
-}
-
-TEST(RankFilter, RefusedWithoutRank)
-{
-    CRankFilter<unsigned char> rank;
-    CImage<unsigned char> src = counting<unsigned char>(3, 3), tgt(1, 1, 1);
-    rank.setInput(&src);
-    rank.setOutput(&tgt);
-    try {
-        rank.exec();
-        FAIL() << "exec without a rank must throw";
-    } catch (const CException& e) {
-        EXPECT_STREQ(e.what(), "CRankFilter: no rank set! Set the rank before exec().");
-    }
-    EXPECT_EQ(tgt.width(), 1);
     rank.setNeighborhood(1 << 20);
-    rank.setRank(0);
-    EXPECT_THROW(rank.exec(), CException);
+    EXPECT_THROW(run(rank, src), CException);
 }
 
-TYPED_TEST(RankTyped, SimpleMedianWorkedValues)
+TYPED_TEST(RankTyped, SimpleMedian)
 {
     using T = TypeParam;
     CImage<T> src = counting<T>(3, 3);
     src.setName("source");
     src.setChannelInfo("luma", 0);
     CImage<T> tgt(3, 3, 1);
-    CsimpleMedian<T> filter(1);
-    EXPECT_EQ(filter.iInputDepth, tirn::PixelTraits<T>::depth);
     testing::internal::CaptureStderr();
-    filter.exec(&src, &tgt);
-    const std::string trace = testing::internal::GetCapturedStderr();
+    CsimpleMedian<T>(1).exec(&src, &tgt);
     std::ostringstream expected;
+    const int iDepth = tirn::PixelTraits<T>::depth;
     expected << "CImage: CsimpleMedian.cpp:33: exec inp:" << static_cast<const void*>(&src) << "("
-             << tirn::PixelTraits<T>::depth << ") outp:" << static_cast<const void*>(&tgt) << "("
-             << tirn::PixelTraits<T>::depth << ") MaskSize:9\n";
-    EXPECT_EQ(trace, expected.str() + std::string(1, '\0'));
-    std::vector<T> want(9, T(0));
-    want[4] = T(4); // rank N/2-1: the 4th smallest of 1..9
-    EXPECT_EQ(pixels(tgt), want);
-    EXPECT_STREQ(tgt.getName(), "source");
-    EXPECT_STREQ(tgt.getChannelInfo(0), "luma");
+             << iDepth << ") outp:" << static_cast<const void*>(&tgt) << "(" << iDepth
+             << ") MaskSize:9\n";
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), expected.str() + std::string(1, '\0'));
+    // Rank N/2-1, the 4th smallest of 1..9; the border is 0.
+    CImage<T> want = pixels<T>(3, 3, 1, {0, 0, 0, 0, 4});
+    want.setName("source");
+    want.setChannelInfo("luma", 0);
+    expectSameImage(tgt, want);
 
     // 5x5 window: the 12th smallest of 25; resized with a warning.
-    CImage<T> big = counting<T>(5, 5), small(2, 2, 3);
-    CsimpleMedian<T> five(2);
+    const CImage<T> big = counting<T>(5, 5);
+    CImage<T> small(2, 2, 3);
     testing::internal::CaptureStderr();
-    five.exec(&big, &small);
-    const std::string warn = testing::internal::GetCapturedStderr();
-    EXPECT_NE(warn.find(std::string("CImage: CsimpleMedian.cpp:43: different size of input and "
-                                    "output images! doing resize!") +
-                        std::string(1, '\0')),
+    CsimpleMedian<T>(2).exec(&big, &small);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find(
+                  std::string("CImage: CsimpleMedian.cpp:43: different size of input and "
+                              "output images! doing resize!") +
+                  std::string(1, '\0')),
               std::string::npos);
     EXPECT_EQ(small.channels(), 1);
     EXPECT_EQ(small.getPixel(2, 2, 0), T(12));
     EXPECT_EQ(small.getPixel(1, 2, 0), T(0));
-}
 
-TYPED_TEST(RankTyped, SimpleMedianRefusalsAndEdges)
-{
-    using T = TypeParam;
-    CImage<T> src = counting<T>(3, 3);
+    src = counting<T>(3, 3);
     CsimpleMedian<T> filter(1);
     testing::internal::CaptureStderr();
-    try {
-        filter.exec(&src, &src);
-        FAIL() << "in-place use must throw";
-    } catch (const CException& e) {
-        EXPECT_STREQ(e.what(), "CsimpleMedian: target image must differ from source image!");
-    }
-    EXPECT_EQ(pixels(src), pixels(counting<T>(3, 3)));
-
+    expectRefusal([&] { filter.exec(&src, &src); },
+                  "CsimpleMedian: target image must differ from source image!");
+    expectSameImage(src, counting<T>(3, 3));
     // A target sharing the source's channels must not corrupt the source.
     CImage<T> shared(1, 1, 1);
     shared = src;
     filter.exec(&src, &shared);
-    EXPECT_EQ(pixels(src), pixels(counting<T>(3, 3)));
+    expectSameImage(src, counting<T>(3, 3));
     EXPECT_EQ(shared.getPixel(1, 1, 0), T(4));
 
-    CsimpleMedian<T> copy(0); // a 1x1 window: the input itself
-    CImage<T> out(3, 3, 1);
-    copy.exec(&src, &out);
-    EXPECT_EQ(pixels(out), pixels(src));
-
-    CsimpleMedian<T> huge(1 << 20);
-    try {
-        huge.exec(&src, &out);
-        FAIL() << "an impossible window must throw";
-    } catch (const CException& e) {
-        EXPECT_STREQ(e.what(), "Medianfilter failed to alloc temporary memory!");
-    }
-    CsimpleMedian<T> negative(-2);
-    EXPECT_THROW(negative.exec(&src, &out), CException);
+    CsimpleMedian<T>(0).exec(&src, &tgt); // a 1x1 window: the input itself
+    expectSameImage(tgt, src);
+    expectRefusal([&] { CsimpleMedian<T>(1 << 20).exec(&src, &tgt); },
+                  "Medianfilter failed to alloc temporary memory!");
+    EXPECT_THROW(CsimpleMedian<T>(-2).exec(&src, &tgt), CException);
 
     CImage<T> empty(3, 3, 0), emptyOut(3, 3, 0);
     empty.setName("nothing");
@@ -279,4 +225,3 @@ TYPED_TEST(RankTyped, SimpleMedianRefusalsAndEdges)
     EXPECT_STREQ(emptyOut.getName(), "nothing");
     testing::internal::GetCapturedStderr();
 }
-

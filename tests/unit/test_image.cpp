@@ -6,31 +6,18 @@
 #include <string>
 #include <vector>
 
+#include "FastVsReference.h"
 #include "FileTestUtils.h"
 #include "PixelTypes.h"
+#include "TestImages.h"
 #include "image/ImageBudget.h"
-#include "image/CImage.h"
-
-namespace {
-
-template <class T> CImage<T> numbered(int w, int h, int c)
-{
-    CImage<T> image(w, h, c);
-    for (int ch = 0; ch < c; ++ch)
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x)
-                image.setPixel(x, y, ch, T(100 * ch + 10 * y + x));
-    return image;
-}
-
-} // namespace
 
 template <class T> class ImageTest : public ::testing::Test
 {
 };
 TYPED_TEST_SUITE(ImageTest, PixelTypes);
 
-TYPED_TEST(ImageTest, ConstructionDefaults)
+TYPED_TEST(ImageTest, ConstructionDefaultsAndNamesCutTo63Characters)
 {
     CImage<TypeParam> image(4, 3, 2);
     EXPECT_EQ(image.width(), 4);
@@ -44,6 +31,9 @@ TYPED_TEST(ImageTest, ConstructionDefaults)
     EXPECT_THROW(CImage<TypeParam>(70000, 70000, 1), std::bad_alloc);
     EXPECT_THROW(CImage<TypeParam>(50000, 50000, 1), std::bad_alloc);
     EXPECT_THROW(CImage<TypeParam>(2, 2, -1), std::bad_alloc);
+    const std::string longName(80, 'n');
+    image.setName(longName.c_str());
+    EXPECT_EQ(std::string(image.getName()), longName.substr(0, 63));
 }
 
 // Sizes whose sample count needs up to 93 bits, and the row tables and
@@ -67,7 +57,7 @@ TEST(ImageBudget, EveryPartOfAnImageCountsAndNothingOverflows)
     EXPECT_EQ(small.width(), 4); // refused before anything changed
 }
 
-TYPED_TEST(ImageTest, AssignmentSharesAndDetachSeparates)
+TYPED_TEST(ImageTest, AssignmentSharesAndDetachSeparatesOneOrAllChannels)
 {
     CImage<TypeParam> a = numbered<TypeParam>(3, 3, 2);
     CImage<TypeParam> b(1, 1, 1);
@@ -78,6 +68,10 @@ TYPED_TEST(ImageTest, AssignmentSharesAndDetachSeparates)
     EXPECT_EQ(a.getPixel(1, 1, 0), TypeParam(77));
     EXPECT_TRUE(a.isAttached());
     EXPECT_TRUE(b.isAttached());
+    b.detach(1);
+    EXPECT_EQ(b.getChannelPtr(0), a.getChannelPtr(0));
+    EXPECT_EQ(a.getChannelPtr(1)->refs(), 1);
+    EXPECT_EQ(b.getPixel(2, 2, 1), TypeParam(122));
     b.detach(-1);
     EXPECT_FALSE(a.isAttached());
     EXPECT_FALSE(b.isAttached());
@@ -85,18 +79,6 @@ TYPED_TEST(ImageTest, AssignmentSharesAndDetachSeparates)
     EXPECT_EQ(a.getPixel(1, 1, 0), TypeParam(77));
     a = a; // self-assignment keeps everything
     EXPECT_EQ(a.getChannelPtr(0)->refs(), 1);
-}
-
-TYPED_TEST(ImageTest, DetachOfOneChannelLeavesTheOthersShared)
-{
-    CImage<TypeParam> a = numbered<TypeParam>(2, 2, 2);
-    CImage<TypeParam> b(1, 1, 1);
-    b = a;
-    b.detach(1);
-    EXPECT_EQ(b.getChannelPtr(0), a.getChannelPtr(0));
-    EXPECT_NE(b.getChannelPtr(1), a.getChannelPtr(1));
-    EXPECT_EQ(a.getChannelPtr(1)->refs(), 1);
-    EXPECT_EQ(b.getPixel(1, 1, 1), a.getPixel(1, 1, 1));
 }
 
 TYPED_TEST(ImageTest, CopiesNeverShare)
@@ -111,7 +93,7 @@ TYPED_TEST(ImageTest, CopiesNeverShare)
     EXPECT_FALSE(copied.isAttached());
     EXPECT_STREQ(copied.getName(), "title");
     EXPECT_STREQ(copied.getChannelInfo(1), "info1");
-    EXPECT_EQ(copied.getPixel(2, 1, 1), a.getPixel(2, 1, 1));
+    EXPECT_EQ(copied.getPixel(2, 1, 1), TypeParam(112));
 
     CImage<TypeParam> deep = a.deepCopy();
     EXPECT_FALSE(deep.isAttached());
@@ -122,7 +104,7 @@ TYPED_TEST(ImageTest, CopiesNeverShare)
     EXPECT_EQ(pNew->width(), 3);
     EXPECT_EQ(pNew->channels(), 2);
     EXPECT_FALSE(pNew->isAttached());
-    EXPECT_EQ(pNew->getPixel(1, 1, 1), a.getPixel(1, 1, 1));
+    EXPECT_EQ(pNew->getPixel(1, 1, 1), TypeParam(111));
     delete pNew;
 
     CImage<TypeParam> target(9, 9, 5);
@@ -130,7 +112,7 @@ TYPED_TEST(ImageTest, CopiesNeverShare)
     EXPECT_EQ(target.width(), 3);
     EXPECT_EQ(target.channels(), 2);
     EXPECT_FALSE(target.isAttached());
-    EXPECT_EQ(target.getPixel(2, 1, 0), a.getPixel(2, 1, 0));
+    EXPECT_EQ(target.getPixel(2, 1, 0), TypeParam(12));
 }
 
 TYPED_TEST(ImageTest, ChannelListOperationsKeepCounts)
@@ -173,10 +155,18 @@ TYPED_TEST(ImageTest, AttachChannelLeavesTheReplacedSharedCountAlone)
     b.attachChannel(1, 0, a);        // the same channel into its own place
     EXPECT_EQ(a.getChannelPtr(0)->refs(), 3);
     EXPECT_EQ(b.getPixel(1, 1, 1), TypeParam(11));
+    // An unshared channel into its own place is not freed first: its pixels
+    // stay readable.
+    CImage<TypeParam> alone = numbered<TypeParam>(4, 4, 1);
+    alone.attachChannel(0, 0, alone);
+    EXPECT_EQ(alone.getChannelPtr(0)->refs(), 2);
+    for (int x = 0; x < 4; ++x)
+        EXPECT_EQ(alone.getPixel(x, 0, 0), TypeParam(x)) << x;
     // The counts are one too high by design; bring them back to the number of
     // holders so the channels are freed (the leak check would report them).
     pReplaced->decRefCounter();
     a.getChannelPtr(0)->decRefCounter();
+    alone.getChannelPtr(0)->decRefCounter();
 }
 
 TYPED_TEST(ImageTest, RemovingTheLastHolderFreesTheChannel)
@@ -253,8 +243,8 @@ TYPED_TEST(ImageTest, ChannelAndImageDataLayouts)
     std::vector<TypeParam> planar(12), interleaved(12);
     a.getImageData(planar.data(), true);
     a.getImageData(interleaved.data(), false);
-    EXPECT_EQ(planar[4], TypeParam(11));        // channel 0, row 1, column 1
-    EXPECT_EQ(planar[6 + 2], TypeParam(102));   // channel 1, row 0, column 2
+    EXPECT_EQ(planar[4], TypeParam(11));               // channel 0, row 1, column 1
+    EXPECT_EQ(planar[6 + 2], TypeParam(102));          // channel 1, row 0, column 2
     EXPECT_EQ(interleaved[2 * 4 + 1], TypeParam(111)); // pixel (1,1), channel 1
 
     CImage<TypeParam> b(3, 2, 2);
@@ -269,32 +259,32 @@ TYPED_TEST(ImageTest, ChannelAndImageDataLayouts)
     EXPECT_EQ(flipped.getPixel(2, 1, 0), TypeParam(2));
 }
 
+// With both flips only rows height-1 down to 1 are written: row 0 keeps its
+// zeros, a one-row image stays empty.
 TYPED_TEST(ImageTest, InterleavedFlipModes)
 {
     const TypeParam in[6] = {1, 2, 3, 4, 5, 6};
-    CImage<TypeParam> plain(3, 2, 1), rows(3, 2, 1), columns(3, 2, 1);
-    plain.setImageData(in, false, false, false);
-    rows.setImageData(in, false, true, false);
-    columns.setImageData(in, false, false, true);
-    EXPECT_EQ(plain.getPixel(0, 1, 0), TypeParam(4));
-    EXPECT_EQ(rows.getPixel(0, 1, 0), TypeParam(1));
-    EXPECT_EQ(rows.getPixel(2, 0, 0), TypeParam(6));
-    EXPECT_EQ(columns.getPixel(0, 0, 0), TypeParam(3));
-    EXPECT_EQ(columns.getPixel(0, 1, 0), TypeParam(6));
-}
-
-TYPED_TEST(ImageTest, BothFlipsWriteOnlyUpToRowOne)
-{
-    const TypeParam in[4] = {1, 2, 3, 4};
-    CImage<TypeParam> a(2, 2, 1);
-    a.setImageData(in, false, true, true);
-    EXPECT_EQ(a.getPixel(1, 1, 0), TypeParam(1));
-    EXPECT_EQ(a.getPixel(0, 1, 0), TypeParam(2));
-    EXPECT_EQ(a.getPixel(0, 0, 0), TypeParam(0)); // row 0 untouched
-    EXPECT_EQ(a.getPixel(1, 0, 0), TypeParam(0));
-    CImage<TypeParam> single(2, 1, 1);
-    single.setImageData(in, false, true, true);
-    EXPECT_EQ(single.getPixel(0, 0, 0), TypeParam(0));
+    struct Case
+    {
+        bool bRows, bColumns;
+        int aiTwoRows[6], aiOneRow[3];
+    };
+    const Case cases[] = {
+        {false, false, {1, 2, 3, 4, 5, 6}, {1, 2, 3}},
+        {true, false, {4, 5, 6, 1, 2, 3}, {1, 2, 3}},
+        {false, true, {3, 2, 1, 6, 5, 4}, {3, 2, 1}},
+        {true, true, {0, 0, 0, 3, 2, 1}, {0, 0, 0}},
+    };
+    for (const Case& c : cases) {
+        CImage<TypeParam> two(3, 2, 1), one(3, 1, 1);
+        two.setImageData(in, false, c.bRows, c.bColumns);
+        one.setImageData(in, false, c.bRows, c.bColumns);
+        for (int i = 0; i < 6; ++i)
+            EXPECT_EQ(two.getPixel(i % 3, i / 3, 0), TypeParam(c.aiTwoRows[i]))
+                << c.bRows << c.bColumns << i;
+        for (int x = 0; x < 3; ++x)
+            EXPECT_EQ(one.getPixel(x, 0, 0), TypeParam(c.aiOneRow[x])) << c.bRows << c.bColumns;
+    }
     CImage<TypeParam> empty(2, 0, 1);
     empty.setImageData(in, false, true, true); // nothing to write, no loop
 }
@@ -332,15 +322,7 @@ TYPED_TEST(ImageTest, RegionsPadWithZeroAndCopyNames)
     EXPECT_DEATH(a.getRegion(0, 2, 0, 2, 2, raw), "Assertion `iRow < iHeight' failed");
 }
 
-TYPED_TEST(ImageTest, NamesAreCutTo63Characters)
-{
-    CImage<TypeParam> a(1, 1, 1);
-    const std::string longName(80, 'n');
-    a.setName(longName.c_str());
-    EXPECT_EQ(std::string(a.getName()), longName.substr(0, 63));
-}
-
-TEST(ImageDescribe, TenChannelsListedElevenMarked)
+TEST(ImageDescribe, TenChannelsListedElevenMarkedAndTheLongestTextsFit)
 {
     CImage<unsigned char> ten(5, 4, 10);
     ten.setName("ten");
@@ -359,40 +341,28 @@ TEST(ImageDescribe, TenChannelsListedElevenMarked)
     EXPECT_EQ(text.find("10:"), std::string::npos);
     // One buffer for all calls.
     EXPECT_EQ(ten.describe(), twelve.describe());
-}
 
-TEST(ImageDescribe, LongestTitleAndInfosFit)
-{
-    CImage<unsigned short> a(1, 1, 12);
-    a.setName(std::string(63, 't').c_str());
+    CImage<unsigned short> longest(1, 1, 12);
+    longest.setName(std::string(63, 't').c_str());
     for (int c = 0; c < 12; ++c)
-        a.setChannelInfo(std::string(64, 'i').c_str(), c);
-    const std::string text = a.describe();
-    EXPECT_LT(text.size(), 2000u);
-    EXPECT_EQ(text.substr(text.size() - 7), " X: ...");
+        longest.setChannelInfo(std::string(64, 'i').c_str(), c);
+    const std::string longText = longest.describe();
+    EXPECT_LT(longText.size(), 2000u);
+    EXPECT_EQ(longText.substr(longText.size() - 7), " X: ...");
 }
 
 TEST(ImageConversion, WrapsTruncatesAndCopiesNamesOnlyTo32Bit)
 {
-    CImage<float> f(3, 1, 1);
-    f.setPixel(0, 0, 0, 300.7f);
-    f.setPixel(1, 0, 0, -1.0f);
-    f.setPixel(2, 0, 0, 65537.9f);
+    CImage<float> f = pixels<float>(3, 1, 1, {300.7, -1.0, 65537.9});
     f.setName("float image");
     f.setChannelInfo("float info", 0);
     const CImage<unsigned char> b = f.convertTo8Bit();
-    EXPECT_EQ(b.getPixel(0, 0, 0), 44);
-    EXPECT_EQ(b.getPixel(1, 0, 0), 255);
-    EXPECT_EQ(b.getPixel(2, 0, 0), 1);
-    EXPECT_STREQ(b.getName(), "No name");
-    EXPECT_STREQ(b.getChannelInfo(0), "No info");
     const CImage<unsigned short> s = f.convertTo16Bit();
-    EXPECT_EQ(s.getPixel(0, 0, 0), 300);
-    EXPECT_EQ(s.getPixel(1, 0, 0), 65535);
-    EXPECT_EQ(s.getPixel(2, 0, 0), 1);
+    // Neither keeps the name or the channel info.
+    expectSameImage(b, pixels<unsigned char>(3, 1, 1, {44, 255, 1}));
+    expectSameImage(s, pixels<unsigned short>(3, 1, 1, {300, 65535, 1}));
 
-    CImage<unsigned short> wide(1, 1, 1);
-    wide.setPixel(0, 0, 0, 300);
+    CImage<unsigned short> wide = filled<unsigned short>(1, 1, {300});
     wide.setName("wide");
     EXPECT_EQ(wide.convertTo8Bit().getPixel(0, 0, 0), 44);
     const CImage<float> back = wide.convertTo32Bit();
@@ -405,12 +375,9 @@ TEST(ImageConversion, WrapsTruncatesAndCopiesNamesOnlyTo32Bit)
     EXPECT_NE(same.getChannelPtr(0), f.getChannelPtr(0));
     EXPECT_STREQ(same.getChannelInfo(0), "float info");
 
-    CImage<float> extreme(2, 1, 1);
-    extreme.setPixel(0, 0, 0, 1e20f);
-    extreme.setPixel(1, 0, 0, std::nanf(""));
-    const CImage<unsigned char> e = extreme.convertTo8Bit(); // defined, no UB
-    EXPECT_EQ(e.getPixel(0, 0, 0), 0);
-    EXPECT_EQ(e.getPixel(1, 0, 0), 0);
+    // Defined, no undefined behaviour.
+    expectSameImage(pixels<float>(2, 1, 1, {1e20, std::nan("")}).convertTo8Bit(),
+                    pixels<unsigned char>(2, 1, 1, {0, 0}));
 }
 
 TEST(ImageLayout, DepthSitsAtTheSameOffsetInEveryInstantiation)

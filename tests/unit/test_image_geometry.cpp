@@ -1,33 +1,20 @@
 // CImage geometry: resize, rotate, scale and the two process-ending paths.
+// The images hold 10 * y + x + c at (x, y, c).
 #include <cmath>
-#include <random>
 #include <unistd.h>
 
 #include "PixelTypes.h"
+#include "TestImages.h"
 #include "image/CImage.h"
-
-namespace {
-
-template <class T> CImage<T> numbered(int w, int h, int c)
-{
-    CImage<T> image(w, h, c);
-    for (int ch = 0; ch < c; ++ch)
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x)
-                image.setPixel(x, y, ch, T(10 * y + x + ch));
-    return image;
-}
-
-} // namespace
 
 template <class T> class ImageGeometryTest : public ::testing::Test
 {
 };
 TYPED_TEST_SUITE(ImageGeometryTest, PixelTypes);
 
-TYPED_TEST(ImageGeometryTest, ResizeToTheSameShapeKeepsValuesAndUnshares)
+TYPED_TEST(ImageGeometryTest, ResizeToTheSameShapeOrChannelCountKeepsValuesAndUnshares)
 {
-    CImage<TypeParam> a = numbered<TypeParam>(3, 3, 2);
+    CImage<TypeParam> a = numbered<TypeParam>(3, 3, 2, 1, 10, 0);
     CImage<TypeParam> b(1, 1, 1);
     b = a;
     b.resize(3, 3, 2);
@@ -36,11 +23,8 @@ TYPED_TEST(ImageGeometryTest, ResizeToTheSameShapeKeepsValuesAndUnshares)
     EXPECT_EQ(b.getPixel(2, 2, 1), TypeParam(23));
     b.setPixel(0, 0, 0, TypeParam(9));
     EXPECT_EQ(a.getPixel(0, 0, 0), TypeParam(0));
-}
 
-TYPED_TEST(ImageGeometryTest, ResizeChannelCountKeepsOrDropsChannels)
-{
-    CImage<TypeParam> a = numbered<TypeParam>(3, 2, 3);
+    a = numbered<TypeParam>(3, 2, 3, 1, 10, 0);
     CImage<TypeParam> holder(1, 1, 1);
     holder = a;
     a.resize(3, 2, 1);
@@ -55,7 +39,7 @@ TYPED_TEST(ImageGeometryTest, ResizeChannelCountKeepsOrDropsChannels)
 
 TYPED_TEST(ImageGeometryTest, ResizeToANewSizeLosesValuesAndInfosButNotTheName)
 {
-    CImage<TypeParam> a = numbered<TypeParam>(3, 2, 2);
+    CImage<TypeParam> a = numbered<TypeParam>(3, 2, 2, 1, 10, 0);
     a.setName("keep");
     a.setChannelInfo("lost", 0);
     a.resize(4, 4, 1);
@@ -68,23 +52,25 @@ TYPED_TEST(ImageGeometryTest, ResizeToANewSizeLosesValuesAndInfosButNotTheName)
     EXPECT_EQ(a.getChannelDataPtr(1), nullptr);
 }
 
-TYPED_TEST(ImageGeometryTest, RotateByZeroSkipsTheLastColumnAndRow)
+TYPED_TEST(ImageGeometryTest, RotateByZeroSkipsTheLastColumnAndRowAlsoAboutAGivenCentre)
 {
-    const CImage<TypeParam> a = numbered<TypeParam>(4, 4, 1);
+    const CImage<TypeParam> a = numbered<TypeParam>(4, 4, 1, 1, 10, 0);
     const CImage<TypeParam> r = a.rotate(0.0f, -1, -1);
     for (int y = 0; y < 4; ++y)
         for (int x = 0; x < 4; ++x) {
             const TypeParam expected = (x < 3 && y < 3) ? a.getPixel(x, y, 0) : TypeParam(0);
             EXPECT_EQ(r.getPixel(x, y, 0), expected) << x << "," << y;
         }
+    // Centre (1, -1) used as given: angle 0 still maps every pixel to itself.
+    const CImage<TypeParam> b = numbered<TypeParam>(5, 4, 1, 1, 10, 0);
+    const CImage<TypeParam> about = b.rotate(0.0f, 1, -1);
+    EXPECT_EQ(about.getPixel(3, 2, 0), b.getPixel(3, 2, 0));
+    EXPECT_EQ(about.getPixel(4, 0, 0), TypeParam(0));
 }
 
 TEST(ImageGeometryRotate, NinetyDegreesWithTheTruncatedTwoPi)
 {
-    CImage<float> a(4, 4, 1);
-    for (int y = 0; y < 4; ++y)
-        for (int x = 0; x < 4; ++x)
-            a.setPixel(x, y, 0, float(10 * y + x));
+    const CImage<float> a = numbered<float>(4, 4, 1, 1, 10, 0);
     const CImage<float> r = a.rotate(90.0f, -1, -1);
     const float angle = float(double(90.0f / 360.0f) * 6.28318);
     const double s = std::sin(double(angle)), c = std::cos(double(angle));
@@ -105,18 +91,9 @@ TEST(ImageGeometryRotate, NinetyDegreesWithTheTruncatedTwoPi)
         }
 }
 
-TYPED_TEST(ImageGeometryTest, RotateAboutAGivenCentreIncludingAHalfGivenOne)
-{
-    const CImage<TypeParam> a = numbered<TypeParam>(5, 4, 1);
-    const CImage<TypeParam> r = a.rotate(0.0f, 1, -1);
-    // Centre (1, -1) used as given: angle 0 still maps every pixel to itself.
-    EXPECT_EQ(r.getPixel(3, 2, 0), a.getPixel(3, 2, 0));
-    EXPECT_EQ(r.getPixel(4, 0, 0), TypeParam(0));
-}
-
 TYPED_TEST(ImageGeometryTest, ScaleNearestDoublesAThreeByThree)
 {
-    const CImage<TypeParam> a = numbered<TypeParam>(3, 3, 1);
+    const CImage<TypeParam> a = numbered<TypeParam>(3, 3, 1, 1, 10, 0);
     const CImage<TypeParam> s = a.scale(2.0f, SCALE_NEAREST);
     ASSERT_EQ(s.width(), 6);
     ASSERT_EQ(s.height(), 6);
@@ -131,7 +108,7 @@ TYPED_TEST(ImageGeometryTest, ScaleNearestDoublesAThreeByThree)
 
 TYPED_TEST(ImageGeometryTest, ScaleBilinearSamplesCellCentres)
 {
-    const CImage<TypeParam> a = numbered<TypeParam>(5, 3, 2);
+    const CImage<TypeParam> a = numbered<TypeParam>(5, 3, 2, 1, 10, 0);
     const CImage<TypeParam> s = a.scale(1.5f, SCALE_BILINEAR);
     ASSERT_EQ(s.width(), 7);
     ASSERT_EQ(s.height(), 4);
@@ -144,7 +121,7 @@ TYPED_TEST(ImageGeometryTest, ScaleBilinearSamplesCellCentres)
 
 TYPED_TEST(ImageGeometryTest, ScaleAverageOfTwoByTwoBlocks)
 {
-    const CImage<TypeParam> a = numbered<TypeParam>(5, 5, 1);
+    const CImage<TypeParam> a = numbered<TypeParam>(5, 5, 1, 1, 10, 0);
     const CImage<TypeParam> s = a.scale(0.5f, SCALE_AVERAGE);
     ASSERT_EQ(s.width(), 2);
     ASSERT_EQ(s.height(), 2);
@@ -160,10 +137,7 @@ TYPED_TEST(ImageGeometryTest, ScaleAverageOfTwoByTwoBlocks)
 
 TEST(ImageGeometryScale, AverageOfAConstantStaysConstant)
 {
-    CImage<unsigned char> a(9, 9, 1);
-    for (int y = 0; y < 9; ++y)
-        for (int x = 0; x < 9; ++x)
-            a.setPixel(x, y, 0, 3);
+    const CImage<unsigned char> a = filled<unsigned char>(9, 9, {3});
     // 1/(1/3.f) is just below 3, so a third gives k = 2; 0.3 gives k = 3.
     EXPECT_EQ(a.scale(1.0f / 3.0f, SCALE_AVERAGE).width(), 4);
     const CImage<unsigned char> s = a.scale(0.3f, SCALE_AVERAGE);
@@ -173,7 +147,7 @@ TEST(ImageGeometryScale, AverageOfAConstantStaysConstant)
 
 TYPED_TEST(ImageGeometryTest, ZoomsThatLeaveNoPixels)
 {
-    const CImage<TypeParam> a = numbered<TypeParam>(3, 3, 2);
+    const CImage<TypeParam> a = numbered<TypeParam>(3, 3, 2, 1, 10, 0);
     const CImage<TypeParam> s = a.scale(0.2f, SCALE_NEAREST);
     EXPECT_EQ(s.width(), 0);
     EXPECT_EQ(s.channels(), 2);
@@ -182,28 +156,24 @@ TYPED_TEST(ImageGeometryTest, ZoomsThatLeaveNoPixels)
     EXPECT_EQ(a.scale(0.1f, SCALE_AVERAGE).width(), 0);
 }
 
+// The messages go to standard output; the child sends it to standard error,
+// which the death test matches.
 TEST(ImageGeometryDeath, ScaleEndsTheProcessOnBadMethodOrFactor)
 {
     const CImage<float> a(4, 4, 1);
-    EXPECT_EXIT(a.scale(1.0f, SCALE_AVERAGE), ::testing::ExitedWithCode(0), "");
-    EXPECT_EXIT(a.scale(0.5f, TScaleMethod(7)), ::testing::ExitedWithCode(0), "");
-}
-
-TEST(ImageGeometryDeath, ScaleMessagesGoToStandardOutput)
-{
-    const CImage<float> a(4, 4, 1);
-    // The child sends standard output to standard error, which the death
-    // test matches.
-    EXPECT_EXIT(
-        {
-            dup2(2, 1);
-            a.scale(2.0f, SCALE_AVERAGE);
-        },
-        ::testing::ExitedWithCode(0), "^Illegal scaleFactor for average Scaling!$");
-    EXPECT_EXIT(
-        {
-            dup2(2, 1);
-            a.scale(0.5f, TScaleMethod(3));
-        },
-        ::testing::ExitedWithCode(0), "^Illegal operation selected!$");
+    const std::pair<float, int> cases[] = {{1.0f, SCALE_AVERAGE}, {2.0f, SCALE_AVERAGE}};
+    for (const auto& [fFactor, iMethod] : cases)
+        EXPECT_EXIT(
+            {
+                dup2(2, 1);
+                a.scale(fFactor, TScaleMethod(iMethod));
+            },
+            ::testing::ExitedWithCode(0), "^Illegal scaleFactor for average Scaling!$");
+    for (int iMethod : {3, 7})
+        EXPECT_EXIT(
+            {
+                dup2(2, 1);
+                a.scale(0.5f, TScaleMethod(iMethod));
+            },
+            ::testing::ExitedWithCode(0), "^Illegal operation selected!$");
 }

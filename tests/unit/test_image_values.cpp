@@ -4,7 +4,9 @@
 #include <random>
 #include <vector>
 
+#include "FastVsReference.h"
 #include "PixelTypes.h"
+#include "TestImages.h"
 #include "image/CImage.h"
 
 template <class T> class ImageValuesTest : public ::testing::Test
@@ -45,13 +47,9 @@ TEST(ImageValuesFloat, FindMinMaxTiesGoToTheFirstInChannelColumnRowOrder)
     EXPECT_FALSE(std::signbit(lo)); // neither the row walk's -0 nor channel 1's
 }
 
-TEST(ImageValuesScale, PerChannelAndGlobalOnEightBit)
+TEST(ImageValuesScale, PerChannelGlobalAndExplicitRanges)
 {
-    CImage<unsigned char> a(2, 1, 2);
-    a.setPixel(0, 0, 0, 10);
-    a.setPixel(1, 0, 0, 20);
-    a.setPixel(0, 0, 1, 0);
-    a.setPixel(1, 0, 1, 100);
+    CImage<unsigned char> a = pixels<unsigned char>(2, 1, 2, {10, 20, 0, 100});
     CImage<unsigned char> b(a);
     a.scaleRange(0, 255, true);
     EXPECT_EQ(a.getPixel(0, 0, 0), 0);
@@ -61,16 +59,11 @@ TEST(ImageValuesScale, PerChannelAndGlobalOnEightBit)
     EXPECT_EQ(b.getPixel(0, 0, 0), 26); // 25.5 rounds to even
     EXPECT_EQ(b.getPixel(1, 0, 0), 51);
     EXPECT_EQ(b.getPixel(1, 0, 1), 255);
-}
 
-TEST(ImageValuesScale, ExplicitPerChannelRanges)
-{
-    CImage<float> a(1, 1, 2);
-    a.setPixel(0, 0, 0, 5.0f);
-    a.setPixel(0, 0, 1, 5.0f);
-    a.scalelRange({0.0f, 0.0f}, {1.0f, 100.0f}, {0.0f, 0.0f}, {10.0f, 10.0f});
-    EXPECT_EQ(a.getPixel(0, 0, 0), 0.5f);
-    EXPECT_EQ(a.getPixel(0, 0, 1), 50.0f);
+    CImage<float> f = filled<float>(1, 1, {5.0f, 5.0f});
+    f.scalelRange({0.0f, 0.0f}, {1.0f, 100.0f}, {0.0f, 0.0f}, {10.0f, 10.0f});
+    EXPECT_EQ(f.getPixel(0, 0, 0), 0.5f);
+    EXPECT_EQ(f.getPixel(0, 0, 1), 50.0f);
 }
 
 TEST(ImageValuesClip, PerChannelPercentilesOfZeroToNinetyNine)
@@ -91,18 +84,10 @@ TEST(ImageValuesClip, PerChannelPercentilesOfZeroToNinetyNine)
 
 TYPED_TEST(ImageValuesTest, ClipZeroPercentLeavesTheImage)
 {
-    CImage<TypeParam> a(7, 5, 3);
-    std::mt19937 random(11);
-    for (int c = 0; c < 3; ++c)
-        for (int y = 0; y < 5; ++y)
-            for (int x = 0; x < 7; ++x)
-                a.setPixel(x, y, c, TypeParam(random() % 250));
+    CImage<TypeParam> a = randomTestImage<TypeParam>(7, 5, 3, 11);
     const CImage<TypeParam> before(a);
     a.clipPercentage(0, 0, false);
-    for (int c = 0; c < 3; ++c)
-        for (int y = 0; y < 5; ++y)
-            for (int x = 0; x < 7; ++x)
-                EXPECT_EQ(a.getPixel(x, y, c), before.getPixel(x, y, c));
+    expectSameImage(a, before);
 }
 
 // Reference: the full sort the percentile rule is written for.
@@ -147,10 +132,7 @@ TYPED_TEST(ImageValuesTest, ClipMatchesTheFullSortReference)
         else
             clipAll(0, c);
         a.clipPercentage(fLow, fHigh, bPerChannel);
-        for (int ch = 0; ch < c; ++ch)
-            for (int y = 0; y < h; ++y)
-                for (int x = 0; x < w; ++x)
-                    ASSERT_EQ(a.getPixel(x, y, ch), expected.getPixel(x, y, ch));
+        expectSameImage(a, expected);
     }
 }
 

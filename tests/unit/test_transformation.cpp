@@ -1,9 +1,18 @@
 // CTransformation: channel selection, the exec() drivers, assertions, layout.
+#include <algorithm>
+#include <cstring>
 #include <string>
 #include <vector>
 
+#include "FastVsReference.h"
+#include "FilterRun.h"
 #include "PixelTypes.h"
+#include "filters/CConvolutionFilter.h"
+#include "filters/CCortLayerFilter.h"
+#include "filters/CHsiRgbFilter.h"
 #include "filters/CTransformation.h"
+#include "filters/CYuv2Rgb.h"
+#include "filters/CsimpleMedian.h"
 
 namespace {
 
@@ -14,10 +23,10 @@ template <class T> class Probe : public CTransformation<T>
 public:
     int iPre = 0, iPost = 0, iSingle = 0;
     int iMultiChannels = -1, iTargetChannelsAtCall = -1;
-    std::vector<T> firstPixels;
-    bool bUseBase = false;
-    bool bOverwrites = false;
-    std::vector<T> scratchFirstPixels; // what tgt held at each single-channel call
+    bool bUseBase = false, bOverwrites = false;
+    // What multi-channel mode saw first in each channel, and what tgt held
+    // at each single-channel call.
+    std::vector<T> firstPixels, scratchFirstPixels;
 
     void preOperation() override { ++iPre; }
     bool overwritesTarget() const override { return bOverwrites; }
@@ -52,14 +61,12 @@ public:
     }
 };
 
-template <class T> CImage<T> channelsNumbered(int w, int h, int c)
+template <class T> void expectDepthsAfterTheVirtualTable(const CFilter<T, T>& filter, int iDepth)
 {
-    CImage<T> image(w, h, c);
-    for (int ch = 0; ch < c; ++ch)
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x)
-                image.setPixel(x, y, ch, T(10 * ch + y + x));
-    return image;
+    int aiDepths[2];
+    std::memcpy(aiDepths, reinterpret_cast<const char*>(&filter) + sizeof(void*), sizeof aiDepths);
+    EXPECT_EQ(aiDepths[0], iDepth);
+    EXPECT_EQ(aiDepths[1], iDepth);
 }
 
 std::string maskOf(const CTransformation<float>& t, int n)
@@ -70,22 +77,24 @@ std::string maskOf(const CTransformation<float>& t, int n)
     return s;
 }
 
-struct Selection
+std::string lengthRefusal(int iSet, int iRequired)
 {
-    int iChannels;
-    const char* pcCommand;
-    int iResult;
-    const char* pcMask; // resulting flags
-    const char* pcOutput;
-};
-
-const char* const kDeselect = " Deselecting all channels!\n";
+    return " Illegal selection length: " + std::to_string(iSet) + " set but " +
+           std::to_string(iRequired) + " required!\a\n Deselecting all channels!\n";
+}
 
 } // namespace
 
 TEST(TransformationSelection, StringsAndMessages)
 {
-    const Selection cases[] = {
+    const struct
+    {
+        int iChannels;
+        const char* pcCommand;
+        int iResult;
+        std::string sMask;
+        std::string sOutput;
+    } cases[] = {
         {3, "X#X", 1, "X#X", ""},
         {3, "2#X", 1, "##X", ""},
         {3, "X*", 1, "X##", ""},
@@ -95,92 +104,53 @@ TEST(TransformationSelection, StringsAndMessages)
         {3, "0X2#", 1, "X##", ""},
         {3, "x 2 x", 1, "XXX", ""},
         {2, "x#", 1, "X#", ""},
+        {12, "1 1X#", 1, std::string(11, 'X') + "#", ""}, // blanks do not end a number
         {3, "X#X7", 1, "X#X", ""},          // a pending count at the end is dropped
         {3, "X#X+garbage?", 1, "X#X", ""},  // the rest after '+' is ignored
-        {3, "XX", 0, "###", " Illegal selection length: 2 set but 3 required!\a\n"},
-        {3, "XXXX*", 0, "###", " Illegal selection length: 4 set but 3 required!\a\n"},
-        {2, "3X", 0, "##", " Illegal selection length: 3 set but 2 required!\a\n"},
+        {0, "", 1, "", ""},
+        // 512 symbols still fit; more is refused even when it matches the source.
+        {512, "511#X", 1, std::string(511, '#') + "X", ""},
+        {600, "+", 0, std::string(600, '#'), lengthRefusal(600, 600)},
+        {3, "XX", 0, "###", lengthRefusal(2, 3)},
+        {3, "XXXX*", 0, "###", lengthRefusal(4, 3)},
+        {2, "3X", 0, "##", lengthRefusal(3, 2)},
+        {1, "", 0, "#", lengthRefusal(0, 1)},
+        {3, "513X", 0, "###", lengthRefusal(513, 3)},
+        {3, "99999999999999999999999X", 0, "###", lengthRefusal(2147483647, 3)},
         {3, "X?X", 0, "###", " Illegal token in selection string: '?'! Deselecting all channels!\a\n"},
         {3, "X\tX", 0, "###", " Illegal token in selection string: '\t'! Deselecting all channels!\a\n"},
-        {1, "", 0, "#", " Illegal selection length: 0 set but 1 required!\a\n"},
-        {0, "", 1, "", ""},
-        {3, "513X", 0, "###", " Illegal selection length: 513 set but 3 required!\a\n"},
-        {3, "99999999999999999999999X", 0, "###",
-         " Illegal selection length: 2147483647 set but 3 required!\a\n"},
     };
-    for (const Selection& s : cases) {
+    for (const auto& s : cases) {
         SCOPED_TRACE(s.pcCommand);
-        CImage<float> image(2, 2, s.iChannels);
+        CImage<float> image(1, 1, s.iChannels);
         Probe<float> t;
         t.setInput(&image);
-        testing::internal::CaptureStdout();
-        EXPECT_EQ(t.selectChannel(s.pcCommand), s.iResult);
-        std::string out = testing::internal::GetCapturedStdout();
-        std::string expected = s.pcOutput;
-        if (expected.find("length") != std::string::npos)
-            expected += kDeselect;
-        EXPECT_EQ(out, expected);
-        EXPECT_EQ(maskOf(t, s.iChannels), s.pcMask);
-        int n = 0;
-        for (char c : std::string(s.pcMask))
-            n += c == 'X';
-        EXPECT_EQ(t.selected(), n);
+        EXPECT_EQ(stdoutOf([&] { EXPECT_EQ(t.selectChannel(s.pcCommand), s.iResult); }), s.sOutput);
+        EXPECT_EQ(maskOf(t, s.iChannels), s.sMask);
+        EXPECT_EQ(t.selected(), std::count(s.sMask.begin(), s.sMask.end(), 'X'));
     }
 }
 
-// A source that dropped to no channels after setInput: the count of the
-// old selection must not survive a selection string.
-TEST(TransformationSelection, SourceWithoutChannelsLeavesNothingSelected)
-{
-    CImage<float> source(2, 2, 2);
-    Probe<float> t;
-    t.setInput(&source);
-    source.resize(2, 2, 0);
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(t.selectChannel(""), 1);
-    EXPECT_EQ(t.selected(), 0);
-    t.setInput(&source);
-    source.resize(2, 2, 3);
-    t.selectChannel(1, false);
-    source.resize(2, 2, 0);
-    EXPECT_EQ(t.selectChannel("X"), 0);
-    EXPECT_EQ(t.selected(), 0);
-    testing::internal::GetCapturedStdout();
-}
-
-TEST(TransformationSelection, LongPatterns)
-{
-    CImage<unsigned char> twelve(1, 1, 12);
-    Probe<unsigned char> t;
-    t.setInput(&twelve);
-    EXPECT_EQ(t.selectChannel("1 1X#"), 1); // blanks do not end a number
-    EXPECT_EQ(t.selected(), 11);
-    EXPECT_FALSE(t.isSelected(11));
-
-    // 512 symbols still fit; more is refused even when it matches the source.
-    CImage<unsigned char> wide512(1, 1, 512), wide600(1, 1, 600);
-    t.setInput(&wide512);
-    EXPECT_EQ(t.selectChannel("511#X"), 1);
-    EXPECT_EQ(t.selected(), 1);
-    EXPECT_TRUE(t.isSelected(511));
-    t.setInput(&wide600);
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(t.selectChannel("+"), 0);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              std::string(" Illegal selection length: 600 set but 600 required!\a\n") + kDeselect);
-    EXPECT_EQ(t.selected(), 0);
-}
-
+// A probe wired to a source and to a one-pixel target.
 template <class T> class TransformationTyped : public ::testing::Test
 {
-};
-TYPED_TEST_SUITE_P(TransformationTyped);
+protected:
+    Probe<T> t;
+    CImage<T> target{1, 1, 1};
 
-TYPED_TEST_P(TransformationTyped, MaskOperations)
+    void wire(const CImage<T>& source)
+    {
+        t.setInput(&source);
+        t.setOutput(&target);
+    }
+};
+TYPED_TEST_SUITE(TransformationTyped, PixelTypes);
+
+TYPED_TEST(TransformationTyped, MaskOperations)
 {
     using T = TypeParam;
     CImage<T> image(2, 2, 4);
-    Probe<T> t;
+    Probe<T>& t = this->t;
     EXPECT_EQ(t.depth(), tirn::PixelTraits<T>::depth);
     t.setInput(&image);
     EXPECT_EQ(t.selected(), 4);
@@ -204,37 +174,54 @@ TYPED_TEST_P(TransformationTyped, MaskOperations)
     t.setInput(&image); // a new input selects everything again
     EXPECT_EQ(t.selected(), 4);
     EXPECT_TRUE(t.isSelected(0));
+
+    CImage<T> source(2, 2, 2);
+    this->wire(source);
+    t.selectChannel(0, false);
+    source.resize(2, 2, 4); // the mask follows: new channels are selected
+    EXPECT_EQ(t.selectChannel("#XXX"), 1);
+    t.exec();
+    EXPECT_EQ(t.iSingle, 3);
+    source.resize(2, 2, 1);
+    t.exec();
+    EXPECT_EQ(t.iSingle, 3); // channel 0 was deselected and is all that is left
+
+    // A source that dropped to no channels after setInput: the count of the
+    // old selection must not survive a selection string.
+    source.resize(2, 2, 3);
+    t.setInput(&source);
+    source.resize(2, 2, 0);
+    EXPECT_EQ(t.selectChannel(""), 1);
+    EXPECT_EQ(t.selected(), 0);
+    source.resize(2, 2, 3);
+    t.selectChannel(1, false);
+    source.resize(2, 2, 0);
+    stdoutOf([&] { EXPECT_EQ(t.selectChannel("X"), 0); });
+    EXPECT_EQ(t.selected(), 0);
 }
 
-TYPED_TEST_P(TransformationTyped, SingleChannelDriver)
+TYPED_TEST(TransformationTyped, SingleChannelDriver)
 {
     using T = TypeParam;
-    const CImage<T> source = channelsNumbered<T>(3, 2, 3);
-    CImage<T> target(7, 7, 1);
-    Probe<T> t;
-    t.setInput(&source);
-    t.setOutput(&target);
+    const CImage<T> source = numbered<T>(3, 2, 3, 10, 1, 0);
+    Probe<T>& t = this->t;
+    CImage<T>& target = this->target;
+    this->wire(source);
     ASSERT_EQ(t.selectChannel("X#X"), 1);
     t.exec();
     EXPECT_EQ(t.iPre, 1);
     EXPECT_EQ(t.iPost, 1);
     EXPECT_EQ(t.iSingle, 2);
-    ASSERT_EQ(target.channels(), 3);
-    ASSERT_EQ(target.width(), 3);
-    for (int c = 0; c < 3; ++c)
-        for (int y = 0; y < 2; ++y)
-            for (int x = 0; x < 3; ++x) {
-                const T in = T(10 * c + x + y);
-                EXPECT_EQ(source.getPixel(x, y, c), in);
-                EXPECT_EQ(target.getPixel(x, y, c), c == 1 ? in : T(in + 1));
-            }
+    expectSameImage(source, numbered<T>(3, 2, 3, 10, 1, 0));
+    expectSameImage(target, pixels<T>(3, 2, 3, {1, 2, 3, 2, 3, 4, 10, 11, 12, 11, 12, 13, 21, 22,
+                                                 23, 22, 23, 24}));
     // Processed channels are the target's own; unselected ones are shared
     // with the source by the whole-image assignment.
     EXPECT_NE(target.getChannelPtr(0), source.getChannelPtr(0));
     EXPECT_EQ(target.getChannelPtr(1), source.getChannelPtr(1));
 
     // In place: the source is its own target.
-    CImage<T> inPlace = channelsNumbered<T>(2, 2, 2);
+    CImage<T> inPlace = numbered<T>(2, 2, 2, 10, 1, 0);
     t.setInput(&inPlace);
     t.setOutput(&inPlace);
     t.selectChannel(0, false);
@@ -245,10 +232,10 @@ TYPED_TEST_P(TransformationTyped, SingleChannelDriver)
 
 // An operation that overwrites its target gets the previous result's
 // channel back as its scratch, but only where nothing else holds it.
-TYPED_TEST_P(TransformationTyped, ScratchReusesOnlyAnUnsharedResult)
+TYPED_TEST(TransformationTyped, ScratchReusesOnlyAnUnsharedResult)
 {
     using T = TypeParam;
-    const CImage<T> source = channelsNumbered<T>(3, 2, 2);
+    const CImage<T> source = numbered<T>(3, 2, 2, 10, 1, 0);
     for (bool bOverwrites : {false, true}) {
         SCOPED_TRACE(bOverwrites);
         CImage<T> target(1, 1, 1);
@@ -276,98 +263,63 @@ TYPED_TEST_P(TransformationTyped, ScratchReusesOnlyAnUnsharedResult)
     }
 }
 
-TYPED_TEST_P(TransformationTyped, MultiChannelDriver)
+TYPED_TEST(TransformationTyped, MultiChannelDriverAndNothingSelected)
 {
     using T = TypeParam;
-    const CImage<T> source = channelsNumbered<T>(3, 2, 4);
-    CImage<T> target(5, 5, 3);
-    Probe<T> t;
-    t.setMutliChannelOp(true);
-    t.setInput(&source);
-    t.setOutput(&target);
-    ASSERT_EQ(t.selectChannel("#X#X"), 1);
-    t.exec();
-    EXPECT_EQ(t.iMultiChannels, 2);
-    EXPECT_EQ(t.iTargetChannelsAtCall, 1);
-    EXPECT_EQ(t.firstPixels, (std::vector<T>{T(10), T(30)}));
-    EXPECT_EQ(target.width(), 3);
-    EXPECT_EQ(target.height(), 2);
-    EXPECT_EQ(source.channels(), 4);
-    EXPECT_EQ(t.iPre, 1);
-    EXPECT_EQ(t.iPost, 1);
-}
-
-TYPED_TEST_P(TransformationTyped, NothingSelectedLeavesTargetAlone)
-{
-    using T = TypeParam;
-    const CImage<T> source = channelsNumbered<T>(2, 2, 2);
-    CImage<T> target(1, 1, 1);
-    target.setPixel(0, 0, 0, T(7));
-    Probe<T> t;
-    t.setInput(&source);
-    t.setOutput(&target);
-    testing::internal::CaptureStdout();
-    EXPECT_EQ(t.selectChannel("X!"), 0);
-    testing::internal::GetCapturedStdout();
+    const CImage<T> source = numbered<T>(3, 2, 4, 10, 1, 0);
+    Probe<T>& t = this->t;
+    this->wire(source);
+    // Nothing selected: neither mode runs, the target is left alone.
+    stdoutOf([&] { EXPECT_EQ(t.selectChannel("X!"), 0); });
     EXPECT_EQ(t.selected(), 0);
     t.exec();
     t.setMutliChannelOp(true);
     t.exec();
     EXPECT_EQ(t.iPre + t.iPost, 0);
-    EXPECT_EQ(target.width(), 1);
-    EXPECT_EQ(target.getPixel(0, 0, 0), T(7));
+    expectSameImage(this->target, CImage<T>(1, 1, 1));
+
+    ASSERT_EQ(t.selectChannel("#X#X"), 1);
+    t.exec();
+    EXPECT_EQ(t.iMultiChannels, 2);
+    EXPECT_EQ(t.iTargetChannelsAtCall, 1);
+    EXPECT_EQ(t.firstPixels, (std::vector<T>{T(10), T(30)}));
+    EXPECT_EQ(this->target.width(), 3);
+    EXPECT_EQ(this->target.height(), 2);
+    EXPECT_EQ(source.channels(), 4);
+    EXPECT_EQ(t.iPre + t.iPost, 2);
 }
 
-TYPED_TEST_P(TransformationTyped, BaseModesOnlyReport)
+TYPED_TEST(TransformationTyped, BaseModesOnlyReport)
 {
-    using T = TypeParam;
-    const CImage<T> source = channelsNumbered<T>(2, 1, 1);
-    CImage<T> target(1, 1, 1);
-    Probe<T> t;
-    t.bUseBase = true;
-    t.setInput(&source);
-    t.setOutput(&target);
-    testing::internal::CaptureStdout();
-    t.exec();
-    t.setMutliChannelOp(true);
-    t.exec();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    const CImage<TypeParam> source(2, 1, 1);
+    this->t.bUseBase = true;
+    this->wire(source);
+    EXPECT_EQ(stdoutOf([&] {
+                  this->t.exec();
+                  this->t.setMutliChannelOp(true);
+                  this->t.exec();
+              }),
               "No implementation for single-channel mode.\n"
               "No implementation for multi-channel mode.\n");
-    EXPECT_EQ(target.width(), 2);
+    EXPECT_EQ(this->target.width(), 2);
 }
 
-// The binding reads every instantiation through the unsigned char one.
-TYPED_TEST_P(TransformationTyped, LayoutIndependentOfElementType)
-{
-    EXPECT_EQ(sizeof(CTransformation<TypeParam>), sizeof(CTransformation<unsigned char>));
-    EXPECT_EQ(Probe<TypeParam>().fieldOffsets(), Probe<unsigned char>().fieldOffsets());
-}
-
-TYPED_TEST_P(TransformationTyped, SourceChangingChannelCount)
+// The binding reads every instantiation through the unsigned char one, and a
+// two-image filter's depths straight from the object: the two ints right
+// after the virtual table.
+TYPED_TEST(TransformationTyped, LayoutTheBindingReads)
 {
     using T = TypeParam;
-    CImage<T> source = channelsNumbered<T>(2, 2, 2);
-    CImage<T> target(1, 1, 1);
-    Probe<T> t;
-    t.setInput(&source);
-    t.setOutput(&target);
-    t.selectChannel(0, false);
-    source.resize(2, 2, 4); // the mask follows: new channels are selected
-    EXPECT_EQ(t.selectChannel("#XXX"), 1);
-    t.exec();
-    EXPECT_EQ(t.iSingle, 3);
-    source.resize(2, 2, 1);
-    t.exec();
-    EXPECT_EQ(t.iSingle, 3); // channel 0 was deselected and is all that is left
+    EXPECT_EQ(sizeof(CTransformation<T>), sizeof(CTransformation<unsigned char>));
+    EXPECT_EQ(Probe<T>().fieldOffsets(), Probe<unsigned char>().fieldOffsets());
+    const int iDepth = tirn::PixelTraits<T>::depth;
+    expectDepthsAfterTheVirtualTable<T>(CYuv2Rgb<T>(true), iDepth);
+    expectDepthsAfterTheVirtualTable<T>(CHsiRgbFilter<T>(0), iDepth);
+    expectDepthsAfterTheVirtualTable<T>(CCortLayerFilter<T>(), iDepth);
+    expectDepthsAfterTheVirtualTable<T>(CsimpleMedian<T>(1), iDepth);
+    // The convolution filter starts at 32 whatever T is.
+    expectDepthsAfterTheVirtualTable<T>(CConvolutionFilter<T>(3, 0.0f, 0.0f, 1.0f, 0), 32);
 }
-
-REGISTER_TYPED_TEST_SUITE_P(TransformationTyped, MaskOperations, SingleChannelDriver,
-                            ScratchReusesOnlyAnUnsharedResult,
-                            MultiChannelDriver, NothingSelectedLeavesTargetAlone,
-                            BaseModesOnlyReport, LayoutIndependentOfElementType,
-                            SourceChangingChannelCount);
-INSTANTIATE_TYPED_TEST_SUITE_P(All, TransformationTyped, PixelTypes);
 
 TEST(TransformationDeathTest, AssertionsQuoteTheirCondition)
 {

@@ -19,7 +19,11 @@ struct Counter
 int compatible(void*, void*) { return 1; }
 void* copy(void* pTarget, void*) { return pTarget; }
 void release(void* p) { delete static_cast<Counter*>(p); }
-const char* const kCounter[] = {"Counter_0_:",
+// The float overload of add comes first so that an exact int match has to
+// win over a lenient one found earlier in the table.
+const char* const kCounter[] = {"Counter_1_:",
+                                "float add(float)",
+                                "Counter_0_:",
                                 "Counter(int iStart=5, float fStep=0.5)",
                                 "~Counter()",
                                 "float add(int iTimes=1)",
@@ -28,7 +32,6 @@ const char* const kCounter[] = {"Counter_0_:",
                                 "int sum(byte*)",
                                 "int fail(int)",
                                 "Counter_1_:",
-                                "float add(float)",
                                 "int missing()",
                                 nullptr};
 } // namespace
