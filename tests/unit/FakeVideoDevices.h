@@ -11,9 +11,12 @@
 #define TESTS_FAKEVIDEODEVICES_H
 
 #include <cstddef>
+#include <functional>
 #include <set>
 #include <string>
 #include <thread>
+
+#include "image/CException.h"
 
 struct TDeviceAccess;
 
@@ -76,6 +79,19 @@ void uninstallV4L2();
 void resetV4L2(const V4L2Config& config = V4L2Config());
 const TDeviceAccess& v4l2Access();
 V4L2Stats v4l2Stats();
+
+// For the grabber tests: frames between two stamped frame numbers (which
+// wrap at 256), and the text of the CException an action throws.
+inline int framesBetween(int first, int second) { return (second - first + 256) % 256; }
+inline std::string exceptionText(const std::function<void()>& action)
+{
+    try {
+        action();
+    } catch (const CException& e) {
+        return e.what();
+    }
+    return "(no exception)";
+}
 
 } // namespace fake
 

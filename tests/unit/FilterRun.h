@@ -41,12 +41,18 @@ template <class F> void expectRefusal(F&& f, const char* pcMessage)
     }
 }
 
-// What f() writes to standard output.
+// What f() writes to standard output, and to standard error.
 template <class F> std::string stdoutOf(F&& f)
 {
     testing::internal::CaptureStdout();
     f();
     return testing::internal::GetCapturedStdout();
+}
+template <class F> std::string stderrOf(F&& f)
+{
+    testing::internal::CaptureStderr();
+    f();
+    return testing::internal::GetCapturedStderr();
 }
 
 #endif

@@ -3,7 +3,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
-#include <functional>
 #include <cmath>
 #include <memory>
 #include <string>
@@ -28,17 +27,8 @@ void sleepFrames(int n) { std::this_thread::sleep_for(std::chrono::milliseconds(
 // The frame number the fake stamped into the blue channel.
 int frameOf(const CImage<unsigned char>& image) { return image.getPixel(0, 0, 2); }
 
-int framesBetween(int first, int second) { return (second - first + 256) % 256; }
-
-std::string exceptionText(const std::function<void()>& action)
-{
-    try {
-        action();
-    } catch (const CException& e) {
-        return e.what();
-    }
-    return "(no exception)";
-}
+using fake::exceptionText;
+using fake::framesBetween;
 
 class CaptureTVGrab : public ::testing::Test
 {

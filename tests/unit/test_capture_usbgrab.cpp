@@ -2,7 +2,6 @@
 // the nearest supported size, the grab modes and failures.
 #include <cerrno>
 #include <chrono>
-#include <functional>
 #include <memory>
 #include <string>
 #include <thread>
@@ -20,17 +19,8 @@ constexpr int kIntervalMs = 20;
 
 template <class T> int frameOf(const CImage<T>& image) { return int(image.getPixel(0, 0, 2)); }
 
-int framesBetween(int first, int second) { return (second - first + 256) % 256; }
-
-std::string usbExceptionText(const std::function<void()>& action)
-{
-    try {
-        action();
-    } catch (const CException& e) {
-        return e.what();
-    }
-    return "(no exception)";
-}
+using fake::exceptionText;
+using fake::framesBetween;
 
 fake::V4L2Config usbConfig()
 {
@@ -97,7 +87,7 @@ TEST_F(CaptureUSBGrab, ASizeTheCameraLacksBecomesTheNearestOneItHas)
     EXPECT_EQ(image.getPixel(639, 479, 1), 639 % 256);
     EXPECT_EQ(image.getPixel(639, 479, 0), 0);
 
-    EXPECT_EQ(usbExceptionText([&] { grabber.setsize(0, 5); }),
+    EXPECT_EQ(exceptionText([&] { grabber.setsize(0, 5); }),
               "vfl:setsize: bad size(0x5) \n");
     EXPECT_EQ(grabber.width(), 640); // the old size goes on
     grabber.grab(image);
@@ -144,9 +134,9 @@ TEST_F(CaptureUSBGrab, NonZeroModesReturnTheNewestFrameWithoutWaiting)
 
 TEST_F(CaptureUSBGrab, FailuresAreThrownAndTheDeviceIsReleased)
 {
-    EXPECT_EQ(usbExceptionText([] { CImageUSBGrab(160, 120, -1); }),
+    EXPECT_EQ(exceptionText([] { CImageUSBGrab(160, 120, -1); }),
               "vfl: no device /dev/video-1 \n");
-    EXPECT_EQ(usbExceptionText([] { CImageUSBGrab(160, 120, 1); }),
+    EXPECT_EQ(exceptionText([] { CImageUSBGrab(160, 120, 1); }),
               "vfl:open: No such file or directory\n");
 
     fake::V4L2Config c;
@@ -154,7 +144,7 @@ TEST_F(CaptureUSBGrab, FailuresAreThrownAndTheDeviceIsReleased)
         c = usbConfig();
         (bRgb ? c.streaming : c.rgb24) = false;
         fake::installV4L2(c);
-        EXPECT_EQ(usbExceptionText([] { CImageUSBGrab(); }),
+        EXPECT_EQ(exceptionText([] { CImageUSBGrab(); }),
                   bRgb ? "vfl: /dev/video0 cannot stream video frames \n"
                        : "vfl: /dev/video0 delivers no RGB24 frames \n");
         EXPECT_FALSE(fake::v4l2Stats().open);
@@ -167,9 +157,9 @@ TEST_F(CaptureUSBGrab, FailuresAreThrownAndTheDeviceIsReleased)
         CImage<unsigned short> image(1, 1, 1);
         grabber.grab(image);
         grabber.grab(image);
-        EXPECT_EQ(usbExceptionText([&] { grabber.grab(image); }),
+        EXPECT_EQ(exceptionText([&] { grabber.grab(image); }),
                   "vfl:VIDIOC_DQBUF: Input/output error\n");
-        EXPECT_EQ(usbExceptionText([&] { grabber.grab(image, 1); }),
+        EXPECT_EQ(exceptionText([&] { grabber.grab(image, 1); }),
                   "vfl:VIDIOC_DQBUF: Input/output error\n");
     }
     const fake::V4L2Stats stats = fake::v4l2Stats();

@@ -201,8 +201,7 @@ TYPED_TEST(ColormapTyped, ExecWithoutImagesIsRefusedAndDepthPrintsItsLine)
     CImage<TypeParam> image(2, 2, 1);
     map.setInput(&image);
     expectRefusal([&] { map.exec(); }, "CColormap: set the input and output images before exec()!");
-    testing::internal::CaptureStdout();
-    const int iDepth = map.depth();
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), " depth " + std::to_string(iDepth) + "\n");
-    EXPECT_EQ(iDepth, tirn::PixelTraits<TypeParam>::depth);
+    const int iDepth = tirn::PixelTraits<TypeParam>::depth;
+    EXPECT_EQ(stdoutOf([&] { EXPECT_EQ(map.depth(), iDepth); }),
+              " depth " + std::to_string(iDepth) + "\n");
 }

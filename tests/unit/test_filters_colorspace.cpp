@@ -216,11 +216,11 @@ TEST(ColourSpace, RefusalsAreReportedNotRead)
     CRGB2HSI<unsigned char> h8;
     CNormalizeRGB<float> n;
     CRGB2HSI<float> h;
-    testing::internal::CaptureStdout();
-    expectSameImage(run(h8, in8), CImage<unsigned char>(3, 2, 3));
-    EXPECT_EQ(run(n, two).channels(), 2);
-    EXPECT_EQ(run(h, two).channels(), 3);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+    EXPECT_EQ(stdoutOf([&] {
+                  expectSameImage(run(h8, in8), CImage<unsigned char>(3, 2, 3));
+                  EXPECT_EQ(run(n, two).channels(), 2);
+                  EXPECT_EQ(run(h, two).channels(), 3);
+              }),
               "Illegal depth for RGB2HSI!\n"
               "NormalizeRGB needs 3 channels (R, G and B), got 2!\n"
               "RGB2HSI needs 3 channels (R, G and B), got 2!\n");

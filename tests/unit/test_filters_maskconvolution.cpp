@@ -18,9 +18,8 @@ std::vector<float> generate(int iSize, float fType, float fOrientation = 0.0f, f
     std::vector<float> mask(std::size_t(iSize) * iSize, -99.0f);
     CConvolutionFilter<float> filter(iSize, fType, fOrientation, fZoom, 0);
     filter.pfMask = mask.data();
-    testing::internal::CaptureStderr();
-    filter.MaskGenerator(iSize, fType, fOrientation, fZoom);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), ""); // no range report
+    EXPECT_EQ(stderrOf([&] { filter.MaskGenerator(iSize, fType, fOrientation, fZoom); }),
+              ""); // no range report
     return mask;
 }
 

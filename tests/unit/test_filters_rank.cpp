@@ -172,14 +172,13 @@ TYPED_TEST(RankTyped, SimpleMedian)
     src.setName("source");
     src.setChannelInfo("luma", 0);
     CImage<T> tgt(3, 3, 1);
-    testing::internal::CaptureStderr();
-    CsimpleMedian<T>(1).exec(&src, &tgt);
+    const std::string sPrinted = stderrOf([&] { CsimpleMedian<T>(1).exec(&src, &tgt); });
     std::ostringstream expected;
     const int iDepth = tirn::PixelTraits<T>::depth;
     expected << "CImage: CsimpleMedian.cpp:33: exec inp:" << static_cast<const void*>(&src) << "("
              << iDepth << ") outp:" << static_cast<const void*>(&tgt) << "(" << iDepth
              << ") MaskSize:9\n";
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), expected.str() + std::string(1, '\0'));
+    EXPECT_EQ(sPrinted, expected.str() + std::string(1, '\0'));
     // Rank N/2-1, the 4th smallest of 1..9; the border is 0.
     CImage<T> want = pixels<T>(3, 3, 1, {0, 0, 0, 0, 4});
     want.setName("source");
@@ -189,9 +188,7 @@ TYPED_TEST(RankTyped, SimpleMedian)
     // 5x5 window: the 12th smallest of 25; resized with a warning.
     const CImage<T> big = counting<T>(5, 5);
     CImage<T> small(2, 2, 3);
-    testing::internal::CaptureStderr();
-    CsimpleMedian<T>(2).exec(&big, &small);
-    EXPECT_NE(testing::internal::GetCapturedStderr().find(
+    EXPECT_NE(stderrOf([&] { CsimpleMedian<T>(2).exec(&big, &small); }).find(
                   std::string("CImage: CsimpleMedian.cpp:43: different size of input and "
                               "output images! doing resize!") +
                   std::string(1, '\0')),
