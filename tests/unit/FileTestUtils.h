@@ -1,10 +1,9 @@
 // Scratch files for the file-format tests: a private directory per test, raw
-// bytes, gzip and `compress`, and loads and saves with their output captured.
+// bytes, `compress`, and loads and saves with their output captured.
 #ifndef TESTS_FILETESTUTILS_H
 #define TESTS_FILETESTUTILS_H
 
 #include <algorithm>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -15,7 +14,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <zlib.h>
 
 #include "fileio/CImageFileIO.h"
 
@@ -36,16 +34,6 @@ inline Bytes readBytes(const std::string& sPath)
     return Bytes(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
-// The uncompressed content of a small gzip file, through zlib.
-inline Bytes gunzip(const std::string& sPath)
-{
-    gzFile f = gzopen(sPath.c_str(), "rb");
-    Bytes data(1 << 16);
-    data.resize(std::size_t(std::max(gzread(f, data.data(), unsigned(data.size())), 0)));
-    gzclose(f);
-    return data;
-}
-
 // Output of `compress -f -c -b nBits` (forced: tiny inputs grow) for `data`, written to sPath.
 inline void compressTo(const std::string& sPath, const Bytes& data, int nBits = 16)
 {
@@ -59,7 +47,8 @@ inline void compressTo(const std::string& sPath, const Bytes& data, int nBits = 
 
 // Writes v at byte `offset` (the end by default), big-endian or in native
 // order, growing b as needed.
-template <class V> void put(Bytes& b, V v, bool bBigEndian = false, std::size_t offset = SIZE_MAX)
+template <class V>
+void put(Bytes& b, V v, bool bBigEndian = false, std::size_t offset = ~std::size_t(0))
 {
     unsigned char ac[sizeof(V)];
     std::memcpy(ac, &v, sizeof v);
