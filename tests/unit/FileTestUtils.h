@@ -60,9 +60,8 @@ void put(Bytes& b, V v, bool bBigEndian = false, std::size_t offset = ~std::size
 }
 
 // TIRNVISION_MAX_IMAGE_BYTES for the lifetime of the scope.
-class ScopedImageBudget
+struct ScopedImageBudget
 {
-public:
     explicit ScopedImageBudget(unsigned long long nBytes)
     {
         setenv("TIRNVISION_MAX_IMAGE_BYTES", std::to_string(nBytes).c_str(), 1);

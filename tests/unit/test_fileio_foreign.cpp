@@ -98,12 +98,6 @@ void writeTiff(const std::string& sPath, const std::vector<Page>& pages)
     TIFFClose(pTiff);
 }
 
-// What the reader makes of writeTiff's pages: the first row stored last.
-template <class T> CImage<T> upsideDown(int w, int h, int nPages)
-{
-    return numbered<T>(w, h, nPages, 50, -10, 10 * (h - 1) + 1);
-}
-
 } // namespace
 
 TEST(MagickSession, LeavesTheHostsSignalHandlersAlone)
@@ -165,7 +159,7 @@ TEST_F(MagickWriting, DeepValuesAreScaledFromMinimumAndMaximum)
     EXPECT_EQ(readBytes(sPath), readBytes(file("float.pgm")));
 }
 
-TEST_F(MagickWriting, RgbStackWritesAFramePerThreeChannels)
+TEST_F(MagickWriting, StacksWriteAFramePerThreeChannelsOrPerChannel)
 {
     // GIF holds at most 256 colours per frame: 20 pixels are few enough.
     CImage<unsigned char> six = randomTestImage<unsigned char>(5, 4, 6, 1);
@@ -189,28 +183,24 @@ TEST_F(MagickWriting, RgbStackWritesAFramePerThreeChannels)
     EXPECT_EQ(run.sOut.substr(run.sOut.find("Writable")),
               "Writable = true\nImage must have n*3 channels!\n");
     EXPECT_FALSE(exists(file("five.miff")));
-}
-
-TEST_F(MagickWriting, ChannelStackFramesCarryInfosAndDivideBy254)
-{
-    const std::string sPath = file("stack.tif");
-    CImage<unsigned char> image =
+    // A frame per channel, infos as comments, divided by 254.
+    CImage<unsigned char> stack =
         pixels<unsigned char>(4, 2, 3, {0, 100, 254, 255, 0, 0,   0,   0,   0, 100, 254, 255,
                                         1, 1,   1,   1,   0, 100, 254, 255, 2, 2,   2,   2});
-    image.setChannelInfo("red light", 0);
-    image.setChannelInfo("", 1);
-    const Outcome run = save(image, sPath, FORMAT_DEFAULT, IMAGE_CHANNEL_STACK);
+    stack.setChannelInfo("red light", 0);
+    stack.setChannelInfo("", 1);
+    run = save(stack, file("stack.tif"), FORMAT_DEFAULT, IMAGE_CHANNEL_STACK);
     ASSERT_EQ(run.iResult, 1) << run.sOut;
     EXPECT_EQ(run.sOut.substr(run.sOut.find("Writable")),
               "Writable = true\nBuilding image stack. Object 0\nBuilding image stack. Object 1\n"
               "Building image stack. Object 2\n Writing file.\n");
     // Grey 8-bit pages: libtiff reads them back, comments as descriptions;
     // v * 255 / 254 rounded, 255 clamped to white.
-    CImage<unsigned char> expected(image);
+    CImage<unsigned char> expected(stack);
     expected.setChannelInfo("No info", 1); // an empty info is no description
     for (int c = 0; c < 3; ++c)
         expected.setPixel(2, 0, c, 255);
-    expectSameImage(loaded<unsigned char>(sPath, FORMAT_TIFF), expected);
+    expectSameImage(loaded<unsigned char>(file("stack.tif"), FORMAT_TIFF), expected);
 }
 
 // A single picture takes one or three channels; other counts give one grey
@@ -420,14 +410,15 @@ TYPED_TEST(TiffReading, PagesBecomeChannelsTurnedUpsideDown)
     writeTiff(sPath, {{4, 3, "first page"}, {4, 3, nullptr}, {4, 3, std::string(80, 'L').c_str()}});
     CImage<T> image(1, 1, 1);
     EXPECT_EQ(load(image, sPath, FORMAT_TIFF).said(), "1: "); // this reader prints nothing
-    CImage<T> expected = upsideDown<T>(4, 3, 3);
+    // What the reader makes of writeTiff's pages: the first row stored last.
+    CImage<T> expected = numbered<T>(4, 3, 3, 50, -10, 21);
     expected.setChannelInfo("first page", 0);
     expected.setChannelInfo(std::string(64, 'L').c_str(), 2);
     expectSameImage(image, expected);
     writeTiff(sPath, {{5, 7, nullptr, 8, 1, COMPRESSION_ADOBE_DEFLATE, 3}});
-    expectSameImage(loaded<T>(sPath, FORMAT_TIFF), upsideDown<T>(5, 7, 1));
+    expectSameImage(loaded<T>(sPath, FORMAT_TIFF), numbered<T>(5, 7, 1, 50, -10, 61));
     writeTiff(sPath, {{5, 1, nullptr}});
-    expectSameImage(loaded<T>(sPath, FORMAT_TIFF), upsideDown<T>(5, 1, 1));
+    expectSameImage(loaded<T>(sPath, FORMAT_TIFF), numbered<T>(5, 1, 1, 50, -10, 1));
 }
 
 TEST_F(TiffReadingRefusals, RefusedFilesLeaveTheImageAloneUnlessReadByExtension)

@@ -499,18 +499,17 @@ TEST_F(LanFormat, ListingSamplesAndMissingShortAndHugeFiles)
     EXPECT_EQ(loaded<unsigned char>(sPath, FORMAT_LAN).width(), -5);
 }
 
-TEST_F(MtxFormat, BytesAndMessagesOfSaveAndLoad)
+TEST_F(MtxFormat, BytesMessagesAndOddOrImpossibleHeaders)
 {
     const std::string sPath = file("small.mtx");
     CImage<unsigned char> image = pixels<unsigned char>(2, 3, 1, {1, 11, 2, 12, 3, 13});
     image.setChannelInfo("red", 0);
     EXPECT_EQ(save(image, sPath, FORMAT_MTX).said(), "1: "); // 8 bit announces nothing
-    const Bytes raw = readBytes(sPath);
-    EXPECT_EQ(raw.at(0) << 8 | raw.at(1), 0x1f8b); // always gzip-compressed
     // Column by column: (0,0), (0,1), (0,2), (1,0), (1,1), (1,2).
     gzFile f = gzopen(sPath.c_str(), "rb");
     Bytes plain(1024);
     plain.resize(std::size_t(gzread(f, plain.data(), 1024)));
+    EXPECT_EQ(gzdirect(f), 0); // always gzip-compressed
     gzclose(f);
     EXPECT_EQ(plain, mtxBytes(1, 2, 3, 1, 8, {1, 2, 3, 11, 12, 13}, "red"));
     EXPECT_EQ(load(image, file("missing.mtx"), FORMAT_MTX).said(),
@@ -529,17 +528,12 @@ TEST_F(MtxFormat, BytesAndMessagesOfSaveAndLoad)
     const std::string sOut = load(image16, file("f.MTX")).sOut;
     EXPECT_EQ(sOut.rfind("Format: MTX\n", 0), 0u) << sOut;
     EXPECT_EQ(sOut.find("Loading mtx"), std::string::npos) << sOut;
-}
-
-TEST_F(MtxFormat, UncompressedFilesOddAndImpossibleHeaders)
-{
-    const std::string sPath = file("odd.mtx");
     // Another version: the header's size, samples not loaded.
     writeBytes(sPath, mtxBytes(2, 3, 2, 2, 8, Bytes(6, 5)));
     expectSameImage(loaded<unsigned char>(sPath, FORMAT_MTX), CImage<unsigned char>(3, 2, 2));
     // An unknown depth reads the info but no samples.
     writeBytes(sPath, mtxBytes(1, 2, 2, 1, 12, {}));
-    CImage<unsigned char> image = loaded<unsigned char>(sPath, FORMAT_MTX);
+    image = loaded<unsigned char>(sPath, FORMAT_MTX);
     EXPECT_STREQ(image.getChannelInfo(0), "info");
     EXPECT_EQ(image.getPixel(1, 1, 0), 0);
     // Negative sizes give an empty image, negative channel counts none.
