@@ -80,7 +80,6 @@ struct FileTest : ::testing::Test
     }
     ~FileTest() override { std::filesystem::remove_all(sDir); }
     std::string file(const std::string& sName) const { return sDir + "/" + sName; }
-    static bool exists(const std::string& sPath) { return std::filesystem::exists(sPath); }
 
     std::string sDir;
 };
