@@ -153,7 +153,7 @@ TEST_F(MagickWriting, DeepValuesAreScaledFromMinimumAndMaximum)
     EXPECT_EQ(readBytes(sPath), readBytes(file("float.pgm")));
 }
 
-TEST_F(MagickWriting, StacksWriteAFramePerThreeChannelsOrPerChannel)
+TEST_F(MagickWriting, LayoutsDecideWhichFilesAndFramesAreWritten)
 {
     // GIF holds at most 256 colours per frame: 20 pixels are few enough.
     CImage<unsigned char> six = randomTestImage<unsigned char>(5, 4, 6, 1);
@@ -195,13 +195,9 @@ TEST_F(MagickWriting, StacksWriteAFramePerThreeChannelsOrPerChannel)
     for (int c = 0; c < 3; ++c)
         expected.setPixel(2, 0, c, 255);
     expectSameImage(loaded<unsigned char>(file("stack.tif"), FORMAT_TIFF), expected);
-}
-
-// A single picture takes one or three channels; other counts give one grey
-// file per channel, and an unknown layout (7) only what one picture holds.
-TEST_F(MagickWriting, LayoutsDecideWhichFilesAreWritten)
-{
-    CImage<unsigned char> five = numbered<unsigned char>(5, 3, 5, 40);
+    // A single picture takes one or three channels; other counts give one
+    // grey file per channel, and an unknown layout (7) only what one picture
+    // holds.
     EXPECT_EQ(save(five, file("five.png")).said(), "1: " + kPngHeader);
     EXPECT_FALSE(std::filesystem::exists(file("five.png")));
     for (int c = 0; c < 5; ++c)
@@ -209,9 +205,9 @@ TEST_F(MagickWriting, LayoutsDecideWhichFilesAreWritten)
                         five.extractChannel(c));
     EXPECT_FALSE(std::filesystem::exists(file("five_C5.png")));
     for (int nChannels : {1, 2, 3}) { // three channels only with type 0
-        CImage<unsigned char> image = numbered<unsigned char>(3, 3, nChannels);
+        CImage<unsigned char> picture = numbered<unsigned char>(3, 3, nChannels);
         const std::string sName = file(std::to_string(nChannels));
-        EXPECT_EQ(save(image, sName + ".png", FORMAT_DEFAULT, TImageType(7)).said(),
+        EXPECT_EQ(save(picture, sName + ".png", FORMAT_DEFAULT, TImageType(7)).said(),
                   "1: " + kPngHeader);
         EXPECT_EQ(std::filesystem::exists(sName + ".png"), nChannels == 1);
         EXPECT_FALSE(std::filesystem::exists(sName + "_C0.png"));
@@ -315,7 +311,7 @@ TEST_F(MagickReading, UnconvertedTypesTheAskMagickExtensionAndFramesOfAnotherSiz
 // that leaves a scalar tail behind the vectors; it calls a row exact when
 // every red, green and blue quantum is an 8-bit value's: one other quantum
 // anywhere (a vector's lane or the tail) makes it inexact, opacity never.
-TEST_F(MagickPixels, RowsScaleLikeTheFloatExportAndKnowWhenTheyAreExact)
+TEST_F(MagickPixels, RowsAndColourCountsAgreeWithGraphicsMagick)
 {
     ASSERT_TRUE(tirn::ensureMagickInitialised());
     constexpr unsigned nQuanta = unsigned(MaxRGB) + 1;
@@ -357,11 +353,7 @@ TEST_F(MagickPixels, RowsScaleLikeTheFloatExportAndKnowWhenTheyAreExact)
             }))) << iOdd;
     }
     hwy::SetSupportedTargetsForTest(0);
-}
-
-TEST_F(MagickPixels, ColourCountEqualsGraphicsMagicksOwn)
-{
-    ASSERT_TRUE(tirn::ensureMagickInitialised());
+    // Colours count as GraphicsMagick counts them.
     std::mt19937 rng(7);
     auto noise = [&rng](unsigned nMask, unsigned nMul) {
         return [&rng, nMask, nMul](std::size_t) { return (rng() & nMask) * nMul; };

@@ -157,9 +157,7 @@ TEST_F(GzStream, PutBackSurvivesARefillAndOpensCanBeRefused)
         EXPECT_TRUE(in.unget().good()) << i;
     EXPECT_EQ(in.get(), 295 % 256);
     EXPECT_EQ(in.get(), 296 % 256);
-    in.unget();
-    in.unget();
-    EXPECT_FALSE(in.unget().good()); // only four bytes are kept
+    EXPECT_FALSE(in.unget().unget().unget().good()); // only four bytes are kept
     const std::string sSecond = file("second.bin");
     writeBytes(sSecond, {'x', 'y', 'z'});
     igzstream first(sPath.c_str(), std::ios::in);
@@ -200,8 +198,7 @@ TEST_F(CompressedStream, PlainReadsAndWritesSwapAndReportTheirSizes)
     EXPECT_EQ(aus[0], 0x3412);
     in.setSwapFlag(1);
     // A read past the end stores what there is and must not spoil the next one.
-    char ac[6];
-    std::memset(ac, 0x55, sizeof ac);
+    char ac[6] = {0x55, 0x55, 0x55, 0x55, 0x55, 0x55};
     EXPECT_EQ(in.CRead(ac, 6, 6), 1);
     EXPECT_EQ(std::string(ac, 3), "\x9a\xbc\x55");
     EXPECT_EQ(in.CRead(ac, 1, 2), 1);
