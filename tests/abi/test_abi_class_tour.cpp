@@ -89,109 +89,6 @@ protected:
         EXPECT_EQ(missing, std::set<std::string>()) << sClass;
     }
 
-    std::string m_sClass;
-    std::set<std::string> m_called;
-};
-
-TEST_F(AbiClassTour, EveryFilterClassAtEveryDepth)
-{
-    // The two-image classes with their defaults, then with arguments.
-    tour("CsimpleMedian", {}, 32, 2, {});
-    tour("CHsiRgbFilter", {}, 8, 3, {});
-    tour("CConvolutionFilter", {}, 8, 2, {});
-    tour("CYuv2Rgb", {}, 8, 3, {});
-    for (int d : kDepths)
-        for (const FilterClass& k : filterClasses()) {
-            std::vector<Arg> ctor = {I(d)};
-            ctor.insert(ctor.end(), k.ctor.begin(), k.ctor.end());
-            tour(k.pcClass, ctor, d, k.iChannels, k.calls);
-        }
-    EXPECT_EQ(errors(), Errors());
-    for (const FilterClass& k : filterClasses())
-        expectAllCalled(k.pcClass);
-}
-
-// The fake devices deliver red = row, green = column, blue = frame number.
-TEST_F(AbiClassTour, GrabbersAgainstTheFakeDevices)
-{
-    m_sClass = "CImageTVGrab";
-    void* pTV = m->create("CImageTVGrab");
-    ASSERT_NE(pTV, nullptr) << ::testing::PrintToString(errors());
-    void* pFrame = image(8);
-    call(pTV, "grab", {Arg::image(pFrame)});
-    // The default size, height 3/4 of the width.
-    EXPECT_EQ(callInt(pFrame, "width") * 1000 + callInt(pFrame, "height"), 200150);
-    EXPECT_EQ(callInt(pFrame, "channels"), 3);
-    call(pTV, "setsize", {I(160)});
-    call(pTV, "grab", {Arg::image(pFrame)});
-    EXPECT_EQ(callInt(pFrame, "width") * 1000 + callInt(pFrame, "height"), 160120);
-    m->release(pTV);
-    EXPECT_EQ(fake::v4l1Stats(0).closes, 1);
-    expectAllCalled("CImageTVGrab");
-
-    m_sClass = "CImageUSBGrab";
-    void* pUSB = m->create("CImageUSBGrab");
-    ASSERT_NE(pUSB, nullptr);
-    for (int d : kDepths) {
-        void* pImage = image(d);
-        EXPECT_GE(call(pUSB, "grab", {Arg::image(pImage)}).f, 0.0f);
-        EXPECT_EQ(pixel(pImage, 5, 0, 1), 5.0f) << d; // green is the column
-    }
-    call(pUSB, "setsize", {I(300), I(250)}); // the camera's nearest is 320 x 240
-    void* pLarge = image(8);
-    call(pUSB, "grab", {Arg::image(pLarge), I(1)});
-    EXPECT_EQ(callInt(pLarge, "width") * 1000 + callInt(pLarge, "height"), 320240);
-    m->release(pUSB);
-    EXPECT_FALSE(fake::v4l2Stats().open);
-    expectAllCalled("CImageUSBGrab");
-    EXPECT_EQ(errors(), Errors());
-}
-
-TEST_F(AbiClassTour, GrabberFailuresAreReportedAndGrabGivesMinusOne)
-{
-    // Only /dev/video0 to /dev/video3 exist.
-    EXPECT_EQ(m->create("CImageTVGrab", {I(200), I(0), I(7)}), nullptr);
-    const Errors e = errors();
-    ASSERT_EQ(e.size(), 1u);
-    EXPECT_EQ(e[0].kind, "CImageException:");
-    EXPECT_EQ(e[0].message.rfind("vfl:", 0), 0u) << e[0].message;
-
-    fake::V4L2Config config;
-    config.openErrno = ENOENT;
-    fake::resetV4L2(config);
-    EXPECT_EQ(m->create("CImageUSBGrab"), nullptr);
-    ASSERT_EQ(errors().size(), 1u);
-
-    // A capture that fails is reported and grab returns -1.
-    config = fake::V4L2Config();
-    config.failDequeueAfter = 1;
-    fake::resetV4L2(config);
-    void* pFailing = m->create("CImageUSBGrab");
-    ASSERT_NE(pFailing, nullptr);
-    void* pImage = image(16);
-    EXPECT_GE(m->call(pFailing, "CImageUSBGrab", "grab", {Arg::image(pImage)}).f, 0.0f);
-    EXPECT_EQ(m->call(pFailing, "CImageUSBGrab", "grab", {Arg::image(pImage)}).f, -1.0f);
-    EXPECT_EQ(errors(), (Errors{{"CImageException:", "vfl:VIDIOC_DQBUF: Input/output error\n"}}));
-    m->release(pFailing);
-
-    // An image of no known depth is refused before the camera is asked.
-    fake::resetV4L2();
-    void* pUSB = m->create("CImageUSBGrab");
-    ASSERT_NE(pUSB, nullptr);
-    ForgedImage forged;
-    forged.iDepth = 24;
-    float fTime = 0.0f;
-    const std::string out = stdoutOf([&] {
-        fTime = m->call(pUSB, "CImageUSBGrab", "grab", {Arg::image(&forged)}).f;
-    });
-    EXPECT_EQ(out, "CImage unknown depth!\n");
-    EXPECT_EQ(fTime, -1.0f);
-    EXPECT_EQ(errors(), Errors());
-}
-
-class AbiSmoke : public AbiTest
-{
-protected:
     // One argument per declared parameter: 1 for numbers (a valid channel of
     // a three-channel image), an empty text (no file is touched), arrays
     // large enough for any transfer, and a second image of the same shape.
@@ -221,12 +118,88 @@ protected:
         return args;
     }
 
+    std::string m_sClass;
+    std::set<std::string> m_called;
     std::list<std::vector<char>> m_texts;
     std::list<std::vector<unsigned char>> m_bytes;
     std::list<std::vector<float>> m_floats;
 };
 
-TEST_F(AbiSmoke, EveryImageMethodAtEveryDepth)
+TEST_F(AbiClassTour, EveryFilterClassAtEveryDepth)
+{
+    // The two-image classes with their defaults, then with arguments.
+    tour("CsimpleMedian", {}, 32, 2, {});
+    tour("CHsiRgbFilter", {}, 8, 3, {});
+    tour("CConvolutionFilter", {}, 8, 2, {});
+    tour("CYuv2Rgb", {}, 8, 3, {});
+    for (int d : kDepths)
+        for (const FilterClass& k : filterClasses()) {
+            std::vector<Arg> ctor = {I(d)};
+            ctor.insert(ctor.end(), k.ctor.begin(), k.ctor.end());
+            tour(k.pcClass, ctor, d, k.iChannels, k.calls);
+        }
+    EXPECT_EQ(errors(), Errors());
+    for (const FilterClass& k : filterClasses())
+        expectAllCalled(k.pcClass);
+}
+
+// The fake devices deliver red = row, green = column, blue = frame number.
+// Failures become script errors, and grab gives -1.
+TEST_F(AbiClassTour, GrabbersAgainstTheFakeDevices)
+{
+    // Only /dev/video0 to /dev/video3 exist.
+    EXPECT_EQ(m->create("CImageTVGrab", {I(200), I(0), I(7)}), nullptr);
+    const Errors e = errors();
+    ASSERT_EQ(e.size(), 1u);
+    EXPECT_EQ(e[0].kind, "CImageException:");
+    EXPECT_EQ(e[0].message.rfind("vfl:", 0), 0u) << e[0].message;
+
+    m_sClass = "CImageTVGrab";
+    void* pTV = m->create("CImageTVGrab");
+    ASSERT_NE(pTV, nullptr) << ::testing::PrintToString(errors());
+    void* pFrame = image(8);
+    call(pTV, "grab", {Arg::image(pFrame)});
+    // The default size, height 3/4 of the width.
+    EXPECT_EQ(callInt(pFrame, "width") * 1000 + callInt(pFrame, "height"), 200150);
+    EXPECT_EQ(callInt(pFrame, "channels"), 3);
+    call(pTV, "setsize", {I(160)});
+    call(pTV, "grab", {Arg::image(pFrame)});
+    EXPECT_EQ(callInt(pFrame, "width") * 1000 + callInt(pFrame, "height"), 160120);
+    m->release(pTV);
+    EXPECT_EQ(fake::v4l1Stats(0).closes, 1);
+    expectAllCalled("CImageTVGrab");
+
+    fake::V4L2Config config;
+    config.failDequeueAfter = 5; // the frames taken below, then the capture fails
+    fake::resetV4L2(config);
+    m_sClass = "CImageUSBGrab";
+    void* pUSB = m->create("CImageUSBGrab");
+    ASSERT_NE(pUSB, nullptr);
+    for (int d : kDepths) {
+        void* pImage = image(d);
+        EXPECT_GE(call(pUSB, "grab", {Arg::image(pImage)}).f, 0.0f);
+        EXPECT_EQ(pixel(pImage, 5, 0, 1), 5.0f) << d; // green is the column
+    }
+    call(pUSB, "setsize", {I(300), I(250)}); // the camera's nearest is 320 x 240
+    void* pLarge = image(8);
+    call(pUSB, "grab", {Arg::image(pLarge), I(1)});
+    EXPECT_EQ(callInt(pLarge, "width") * 1000 + callInt(pLarge, "height"), 320240);
+    EXPECT_EQ(call(pUSB, "grab", {Arg::image(pLarge)}).f, -1.0f);
+    EXPECT_EQ(errors(), (Errors{{"CImageException:", "vfl:VIDIOC_DQBUF: Input/output error\n"}}));
+    // An image of no known depth is refused before the camera is asked.
+    ForgedImage forged;
+    forged.iDepth = 24;
+    float fTime = 0.0f;
+    EXPECT_EQ(stdoutOf([&] { fTime = call(pUSB, "grab", {Arg::image(&forged)}).f; }),
+              "CImage unknown depth!\n");
+    EXPECT_EQ(fTime, -1.0f);
+    m->release(pUSB);
+    EXPECT_FALSE(fake::v4l2Stats().open);
+    expectAllCalled("CImageUSBGrab");
+    EXPECT_EQ(errors(), Errors());
+}
+
+TEST_F(AbiClassTour, EveryImageMethodAtEveryDepth)
 {
     const tirnhost::ClassTable& table = m->classTable("CImage");
     int nCalls = 0;
