@@ -81,9 +81,6 @@ std::vector<std::string> neededLibraries(const std::string& sFile)
     return paths;
 }
 
-const char* const kIcons[] = {"CImageToPins",   "PinsToCImage",      "display_image",
-                              "HSI_RGB_Filter", "ConvolutionFilter", "CortLayerFilter"};
-
 using AbiSymbols = AbiTest;
 
 TEST_F(AbiSymbols, ClassTablesInTheHostsOrder)
@@ -144,44 +141,6 @@ TEST_F(AbiSymbols, VersionRecordAndPinTable)
     EXPECT_EQ(functions[5], nullptr);
 }
 
-TEST_F(AbiSymbols, FolderListsTheSixIcons)
-{
-    auto folder = static_cast<void* const*>(m->symbol("gsFolder_tirnvision"));
-    auto icons = static_cast<void* const*>(m->symbol("gasIconsOfFolder_tirnvision"));
-    ASSERT_TRUE(folder && icons);
-    EXPECT_EQ(folder[0], nullptr);
-    EXPECT_STREQ(static_cast<const char*>(folder[1]), "tirnvision");
-    EXPECT_EQ(folder[2], icons);
-    const char* const acLabels[][2] = {
-        {"CImage|to|pins", ""},  {"pins|to|CImage", ""},
-        {"display_image", ""},   {"HSI<>RGB|Filter", ""},
-        {"Convolution|Filter", "ConvolutionFilter"}, {"Cortical|Layer", "CortLayerFilter"}};
-    for (int i = 0; i < 6; ++i) {
-        void* const* entry = icons + 5 * i;
-        const std::string icon = kIcons[i];
-        EXPECT_EQ(entry[0], icons[0]) << "one shared folder string";
-        EXPECT_STREQ(static_cast<const char*>(entry[0]), "tirnvision");
-        EXPECT_EQ(static_cast<const char*>(entry[1]), icon);
-        EXPECT_EQ(std::vector<void*>(entry + 2, entry + 5),
-                  (std::vector<void*>{m->symbol("ICONDEF_" + icon), nullptr, nullptr}));
-        auto def = static_cast<void* const*>(entry[2]);
-        ASSERT_NE(def, nullptr);
-        EXPECT_EQ(std::vector<void*>(def, def + 3),
-                  (std::vector<void*>{nullptr, m->symbol("_fun1_" + icon),
-                                      m->symbol("_fun2_" + icon)}));
-        EXPECT_STREQ(static_cast<const char*>(def[5]), acLabels[i][0]);
-        EXPECT_STREQ(static_cast<const char*>(def[6]), acLabels[i][1]);
-        EXPECT_EQ(def[7], nullptr);
-        if (icon != "display_image") {
-            EXPECT_STREQ(static_cast<const char*>(def[4]), " %[%0:1:0:10d %l`Cancel%d%l`Ok%]%H ");
-        }
-    }
-    void* const* end = icons + 5 * 6;
-    EXPECT_STREQ(static_cast<const char*>(end[0]), "");
-    EXPECT_STREQ(static_cast<const char*>(end[1]), "");
-    EXPECT_EQ(end[2], nullptr);
-}
-
 TEST_F(AbiSymbols, ModuleExportsExactlyThePluginNames)
 {
     const std::vector<std::string> declared = m->declaredExports();
@@ -201,7 +160,8 @@ TEST_F(AbiSymbols, ModuleExportsExactlyThePluginNames)
                                      "CShadingFilter", "CRankFilter", "CMedianFilter"})
         expected.insert({sClass + "_0_selected", sClass + "_1_selectChannel"});
     // Per icon its definition and its two callbacks.
-    for (const std::string sIcon : kIcons)
+    for (const std::string sIcon : {"CImageToPins", "PinsToCImage", "display_image",
+                                    "HSI_RGB_Filter", "ConvolutionFilter", "CortLayerFilter"})
         expected.insert({"ICONDEF_" + sIcon, "_fun1_" + sIcon, "_fun2_" + sIcon});
 
     // Less the names the linker defines in every shared object.

@@ -73,27 +73,59 @@ protected:
     std::unique_ptr<Network> net;
 };
 
-TEST_F(AbiUnits, EveryIconCreatesItsUnitFromTheDialogPresets)
+// The folder's records as the host reads them, and each icon's unit created
+// from its dialog presets.
+TEST_F(AbiUnits, FolderRecordsAndEveryIconsUnit)
 {
+    auto folder = static_cast<void* const*>(m->symbol("gsFolder_tirnvision"));
+    auto icons = static_cast<void* const*>(m->symbol("gasIconsOfFolder_tirnvision"));
+    ASSERT_TRUE(folder && icons);
+    EXPECT_EQ(folder[0], nullptr);
+    EXPECT_STREQ(static_cast<const char*>(folder[1]), "tirnvision");
+    EXPECT_EQ(folder[2], icons);
+    EXPECT_STREQ(static_cast<const char*>(icons[0]), "tirnvision");
     struct Case
     {
-        const char* icon;
-        const char* label;
+        const char *icon, *iconLabel, *name, *unitLabel;
         int inputs, outputs;
     };
     const Case cases[] = {
-        {"CImageToPins", "CImage|to|pins", 1, 1},  {"PinsToCImage", "pins|to|CImage", 2, 1},
-        {"display_image", "display_image", 4, 0},  {"HSI_RGB_Filter", "", 1, 1},
-        {"ConvolutionFilter", "", 1 + 3 + 9, 1},   {"CortLayerFilter", "", 1 + 2, 1},
+        {"CImageToPins", "CImage|to|pins", "", "CImage|to|pins", 1, 1},
+        {"PinsToCImage", "pins|to|CImage", "", "pins|to|CImage", 2, 1},
+        {"display_image", "display_image", "", "display_image", 4, 0},
+        {"HSI_RGB_Filter", "HSI<>RGB|Filter", "", "", 1, 1},
+        {"ConvolutionFilter", "Convolution|Filter", "ConvolutionFilter", "", 1 + 3 + 9, 1},
+        {"CortLayerFilter", "Cortical|Layer", "CortLayerFilter", "", 1 + 2, 1},
     };
-    for (const Case& c : cases) {
+    for (int i = 0; i < 6; ++i) {
+        const Case& c = cases[i];
+        const std::string icon = c.icon;
+        void* const* entry = icons + 5 * i; // one shared folder string
+        EXPECT_EQ(std::vector<void*>(entry, entry + 5),
+                  (std::vector<void*>{icons[0], entry[1], m->symbol("ICONDEF_" + icon), nullptr,
+                                      nullptr}));
+        EXPECT_EQ(static_cast<const char*>(entry[1]), icon);
+        auto def = static_cast<void* const*>(entry[2]);
+        ASSERT_NE(def, nullptr);
+        EXPECT_EQ(std::vector<void*>(def, def + 3),
+                  (std::vector<void*>{nullptr, m->symbol("_fun1_" + icon),
+                                      m->symbol("_fun2_" + icon)}));
+        EXPECT_STREQ(static_cast<const char*>(def[5]), c.iconLabel);
+        EXPECT_STREQ(static_cast<const char*>(def[6]), c.name);
+        EXPECT_EQ(def[7], nullptr);
+        if (icon != "display_image") {
+            EXPECT_STREQ(static_cast<const char*>(def[4]), " %[%0:1:0:10d %l`Cancel%d%l`Ok%]%H ");
+        }
         Unit* u = create(c.icon);
         ASSERT_NE(u, nullptr) << c.icon;
-        EXPECT_EQ(u->labelText(), c.label) << c.icon;
-        EXPECT_EQ(u->inputCount(), c.inputs) << c.icon;
-        EXPECT_EQ(u->outputCount(), c.outputs) << c.icon;
+        EXPECT_EQ(u->labelText(), c.unitLabel) << c.icon;
+        EXPECT_EQ(u->inputCount() * 100 + u->outputCount(), c.inputs * 100 + c.outputs) << c.icon;
         EXPECT_EQ(net->applySecondDialog(u), 1) << c.icon;
     }
+    void* const* end = icons + 5 * 6;
+    EXPECT_STREQ(static_cast<const char*>(end[0]), "");
+    EXPECT_STREQ(static_cast<const char*>(end[1]), "");
+    EXPECT_EQ(end[2], nullptr);
     EXPECT_EQ(m->takeWarnings(), Strings());
     EXPECT_THROW(create("Sobel"), HostError);
     EXPECT_THROW(net->create("other", "display_image", {}), HostError);
