@@ -1,16 +1,20 @@
-// The filter classes as scripts see them: the two depth rules with their
-// borrowed messages, the quirks the wrappers keep, the host arrays they read
-// and write, and the colour-matching functions. What the filters compute
-// belongs to the filter unit tests. A depth that is none of 8, 16, 32 is
-// tried at construction and on objects forged from the layouts below
-// (checked against real objects first); a refusing wrapper reads nothing but
-// the depth, so the forgery is never used as an object.
+// The filter and grabber classes as scripts see them: every class at every
+// depth, the two depth rules with their borrowed messages, the quirks the
+// wrappers keep, the host arrays they read and write, and the colour-matching
+// functions. What the filters compute belongs to the filter unit tests. A
+// depth that is none of 8, 16, 32 is tried at construction and on objects
+// forged from the layouts below (checked against real objects first); a
+// refusing wrapper reads nothing but the depth, so the forgery is never used
+// as an object. The grabbers run against the fake video devices that this
+// executable puts in front of the driver libraries.
 #include <array>
 #include <cmath>
 #include <cstring>
 #include <map>
+#include <set>
 
 #include "AbiFixture.h"
+#include "unit/FakeVideoDevices.h"
 
 namespace abitest {
 namespace {
@@ -48,13 +52,41 @@ int intAt(void* pObject, std::size_t offset)
     return i;
 }
 
+std::vector<Arg> ctorAt(const FilterClass& k, int iCode)
+{
+    std::vector<Arg> args = {I(iCode)};
+    args.insert(args.end(), k.ctor.begin(), k.ctor.end());
+    return args;
+}
+
+bool takesTwoImages(tirnhost::Module& m, const std::string& sClass)
+{
+    return !m.classTable(sClass).find("exec").front()->params.empty();
+}
+
+// Every method the class declares is among the names called.
+void expectAllCalled(tirnhost::Module& m, const std::string& sClass, std::set<std::string> names)
+{
+    for (const tirnhost::Prototype& p : m.classTable(sClass).prototypes)
+        EXPECT_TRUE(p.kind != tirnhost::LineKind::Method || names.count(p.name)) << p.line;
+}
+
+int sizeOf(tirnhost::Module& m, void* pImage)
+{
+    return m.call(pImage, "CImage", "width").i * 1000 + m.call(pImage, "CImage", "height").i;
+}
+
 class AbiFilters : public AbiTest
 {
 protected:
-    void run(void* pFilter, const std::string& sClass, void* pIn, void* pOut)
+    // setInput, setOutput, the calls a script makes between, and exec.
+    void run(void* pFilter, const std::string& sClass, void* pIn, void* pOut,
+             const Calls& calls = {})
     {
         m->call(pFilter, sClass, "setInput", {Arg::image(pIn)});
         m->call(pFilter, sClass, "setOutput", {Arg::image(pOut)});
+        for (const auto& [pcMethod, args] : calls)
+            m->call(pFilter, sClass, pcMethod, args);
         m->call(pFilter, sClass, "exec");
     }
     Errors callQuietly(const std::string& sExport, void* pObject, const std::vector<Arg>& args)
@@ -66,7 +98,10 @@ protected:
 
 using AbiFilterDepths = AbiFilters;
 
-TEST_F(AbiFilterDepths, EveryTransformationWrapperRefusesWithItsOwnText)
+// Every transformation at every depth code, run as a script runs it: the
+// output takes the input's size. Then every wrapper refuses a depth that is
+// none of 8, 16, 32 with its own text.
+TEST_F(AbiFilterDepths, EveryTransformationRunsAtEveryDepthAndRefusesTheOthers)
 {
     // Borrowed and mixed texts, kept as scripts know them: the constructor,
     // FREE_, exec, setInput and setOutput, the setters. Every other class
@@ -82,8 +117,31 @@ TEST_F(AbiFilterDepths, EveryTransformationWrapperRefusesWithItsOwnText)
     transformation.iDepth = colormap.iDepth = 24;
     for (const FilterClass& k : filterClasses()) {
         const std::string sClass = k.pcClass, sPrefix = sClass + "_0_";
-        if (!m->classTable(sClass).find("exec").front()->params.empty())
-            continue; // a two-image filter
+        if (takesTwoImages(*m, sClass))
+            continue;
+        std::set<std::string> names = {"setInput", "setOutput", "exec"};
+        for (const auto& [pcMethod, args] : k.calls)
+            names.insert(pcMethod);
+        expectAllCalled(*m, sClass, names);
+        const bool bColormap = sClass == "CColormap";
+        // The negative aliases name the depths, as for images.
+        for (const auto& [iCode, iDepth] : kAliases) {
+            void* pFilter = m->create(sClass, ctorAt(k, iCode));
+            ASSERT_NE(pFilter, nullptr) << sClass << " " << iCode;
+            EXPECT_EQ(intAt(pFilter, bColormap ? offsetof(ForgedColormap, iDepth)
+                                               : offsetof(ForgedTransformation, iDepth)),
+                      iDepth)
+                << sClass << " " << iCode;
+            void* pOut = image(iDepth);
+            // Masks, selections and colour maps talk on standard output.
+            stdoutOf([&] {
+                run(pFilter, sClass, numbered(iDepth, 7, 5, k.iChannels), pOut, k.calls);
+                m->release(pFilter);
+            });
+            EXPECT_EQ(sizeOf(*m, pOut), 7005) << sClass << " " << iCode;
+        }
+        EXPECT_EQ(errors(), Errors()) << sClass;
+
         std::array<std::string, 5> texts;
         texts.fill("~" + sClass);
         texts[0] = sClass;
@@ -92,24 +150,9 @@ TEST_F(AbiFilterDepths, EveryTransformationWrapperRefusesWithItsOwnText)
         const auto refusal = [&](int i) {
             return Errors{{"badarg", "unsupported depth for " + texts[i] + "\n"}};
         };
-        const auto ctorAt = [&](int iCode) {
-            std::vector<Arg> args = {I(iCode)};
-            args.insert(args.end(), k.ctor.begin(), k.ctor.end());
-            return args;
-        };
         for (int iCode : {0, -4, 7, 24, 5}) {
-            EXPECT_EQ(m->create(sClass, ctorAt(iCode)), nullptr) << sClass << " " << iCode;
+            EXPECT_EQ(m->create(sClass, ctorAt(k, iCode)), nullptr) << sClass << " " << iCode;
             EXPECT_EQ(errors(), refusal(0)) << sClass << " " << iCode;
-        }
-        const bool bColormap = sClass == "CColormap";
-        // The negative aliases name the depths, as for images.
-        for (const auto& [iCode, iDepth] : kAliases) {
-            void* pReal = m->create(sClass, ctorAt(iCode));
-            EXPECT_EQ(intAt(pReal, bColormap ? offsetof(ForgedColormap, iDepth)
-                                             : offsetof(ForgedTransformation, iDepth)),
-                      iDepth)
-                << sClass << " " << iCode;
-            stdoutOf([&] { m->release(pReal); });
         }
         void* p = bColormap ? static_cast<void*>(&colormap) : &transformation;
         void* pImage = image(32);
@@ -149,25 +192,34 @@ TEST_F(AbiFilterDepths, EveryTransformationWrapperRefusesWithItsOwnText)
 
 // The two-image filters store source and target depth as the ints after the
 // virtual table. Zero and every negative code but -1 and -2 mean float; only
-// positive unknown depths are refused, when constructed and when stored.
+// positive unknown depths are refused, when constructed and when stored. Every
+// accepted code runs exec.
 TEST_F(AbiFilterDepths, TwoImageFiltersRefuseOnlyPositiveUnknownDepths)
 {
     const std::pair<int, int> kAccepted[] = {{8, 8},   {16, 16}, {32, 32}, {-1, 8},   {-2, 16},
                                              {-3, 32}, {0, 32},  {-7, 32}, {-100, 32}};
-    for (const char* pcClass : {"CsimpleMedian", "CHsiRgbFilter", "CConvolutionFilter", "CYuv2Rgb"}) {
-        const std::string sClass = pcClass;
+    for (const FilterClass& k : filterClasses()) {
+        const std::string sClass = k.pcClass;
+        if (!takesTwoImages(*m, sClass))
+            continue;
+        expectAllCalled(*m, sClass, {"exec"});
         for (int iCode : {12, 24, 1, 7}) {
-            EXPECT_EQ(m->create(sClass, {I(iCode)}), nullptr) << sClass << " " << iCode;
+            EXPECT_EQ(m->create(sClass, ctorAt(k, iCode)), nullptr) << sClass << " " << iCode;
             EXPECT_EQ(errors(), (Errors{{"badarg", "unsupported depth for FILTER_CONSTRUCTOR\n"}}));
         }
         for (const auto& [iCode, iDepth] : kAccepted) {
-            void* p = m->create(sClass, {I(iCode)});
+            void* p = m->create(sClass, ctorAt(k, iCode));
             ASSERT_NE(p, nullptr) << sClass << " " << iCode;
             EXPECT_EQ(intAt(p, sizeof(void*)) * 100 + intAt(p, sizeof(void*) + sizeof(int)),
                       iDepth * 101)
                 << sClass << " " << iCode;
+            void* pIn = numbered(iDepth, 7, 5, k.iChannels);
+            void* pOut = image(iDepth);
+            stdoutOf([&] { m->call(p, sClass, "exec", {Arg::image(pIn), Arg::image(pOut)}); });
+            EXPECT_EQ(sizeOf(*m, pOut), 7005) << sClass << " " << iCode;
             m->release(p);
         }
+        EXPECT_EQ(errors(), Errors()) << sClass;
 
         void* p = m->create(sClass, {I(32)});
         int* piSource = reinterpret_cast<int*>(static_cast<char*>(p) + sizeof(void*));
@@ -365,6 +417,74 @@ TEST_F(AbiFilters, ColourFunctionsReturnNewImagesAndFillTheirArrays)
         EXPECT_EQ(callInt(v.handle, "depth"), 32);
     }
     EXPECT_EQ(callInt(d.handle, "width"), 10);
+}
+
+class AbiGrabbers : public AbiTest
+{
+protected:
+    void SetUp() override
+    {
+        fake::resetV4L1();
+        fake::resetV4L2();
+        AbiTest::SetUp();
+    }
+};
+
+// The fake devices deliver red = row, green = column, blue = frame number.
+// Failures become script errors, and grab gives -1.
+TEST_F(AbiGrabbers, AgainstTheFakeDevices)
+{
+    // Only /dev/video0 to /dev/video3 exist.
+    EXPECT_EQ(m->create("CImageTVGrab", {I(200), I(0), I(7)}), nullptr);
+    const Errors e = errors();
+    ASSERT_EQ(e.size(), 1u);
+    EXPECT_EQ(e[0].kind, "CImageException:");
+    EXPECT_EQ(e[0].message.rfind("vfl:", 0), 0u) << e[0].message;
+
+    void* pTV = m->create("CImageTVGrab");
+    ASSERT_NE(pTV, nullptr) << ::testing::PrintToString(errors());
+    void* pFrame = image(8);
+    m->call(pTV, "CImageTVGrab", "grab", {Arg::image(pFrame)});
+    // The default size, height 3/4 of the width.
+    EXPECT_EQ(sizeOf(*m, pFrame), 200150);
+    EXPECT_EQ(callInt(pFrame, "channels"), 3);
+    m->call(pTV, "CImageTVGrab", "setsize", {I(160)});
+    m->call(pTV, "CImageTVGrab", "grab", {Arg::image(pFrame)});
+    EXPECT_EQ(sizeOf(*m, pFrame), 160120);
+    m->release(pTV);
+    EXPECT_EQ(fake::v4l1Stats(0).closes, 1);
+    expectAllCalled(*m, "CImageTVGrab", {"grab", "setsize"});
+
+    fake::V4L2Config config;
+    config.failDequeueAfter = 5; // the frames taken below, then the capture fails
+    fake::resetV4L2(config);
+    void* pUSB = m->create("CImageUSBGrab");
+    ASSERT_NE(pUSB, nullptr);
+    const auto usb = [&](const char* pcMethod, const std::vector<Arg>& args) {
+        return m->call(pUSB, "CImageUSBGrab", pcMethod, args).f;
+    };
+    for (int d : kDepths) {
+        void* pImage = image(d);
+        EXPECT_GE(usb("grab", {Arg::image(pImage)}), 0.0f);
+        EXPECT_EQ(pixel(pImage, 5, 0, 1), 5.0f) << d; // green is the column
+    }
+    usb("setsize", {I(300), I(250)}); // the camera's nearest is 320 x 240
+    void* pLarge = image(8);
+    usb("grab", {Arg::image(pLarge), I(1)});
+    EXPECT_EQ(sizeOf(*m, pLarge), 320240);
+    EXPECT_EQ(usb("grab", {Arg::image(pLarge)}), -1.0f);
+    EXPECT_EQ(errors(), (Errors{{"CImageException:", "vfl:VIDIOC_DQBUF: Input/output error\n"}}));
+    // An image of no known depth is refused before the camera is asked.
+    ForgedImage forged;
+    forged.iDepth = 24;
+    float fTime = 0.0f;
+    EXPECT_EQ(stdoutOf([&] { fTime = usb("grab", {Arg::image(&forged)}); }),
+              "CImage unknown depth!\n");
+    EXPECT_EQ(fTime, -1.0f);
+    m->release(pUSB);
+    EXPECT_FALSE(fake::v4l2Stats().open);
+    expectAllCalled(*m, "CImageUSBGrab", {"grab", "setsize"});
+    EXPECT_EQ(errors(), Errors());
 }
 
 } // namespace
