@@ -52,33 +52,16 @@ Names difference(const Names& a, const Names& b)
     return d;
 }
 
-// The TIRN_HOST_API declarations of the plug-in's host interface header:
-// the first name followed by "(" or, for a variable, by ";".
-Names hostEntryPoints()
+// Group iGroup of every line the pattern finds in the text.
+Names matches(std::istream&& lines, const char* pcPattern, int iGroup)
 {
-    std::ifstream header(TIRN_HOST_INTERFACE_HEADER);
-    const std::regex declaration("^TIRN_HOST_API .*?(\\w+) *[(;]");
+    const std::regex pattern(pcPattern);
     Names names;
     std::smatch match;
-    for (std::string line; std::getline(header, line);)
-        if (std::regex_search(line, match, declaration))
-            names.insert(match[1]);
-    return names;
-}
-
-// The libraries the module was linked against, as the loader resolves them
-// ("libz.so.1 => /lib/x86_64-linux-gnu/libz.so.1 (0x...)"), and the dynamic
-// loader itself (which provides __tls_get_addr: "/lib64/ld-... (0x...)").
-std::vector<std::string> neededLibraries(const std::string& sFile)
-{
-    std::vector<std::string> paths;
-    std::istringstream lines(run("ldd '" + sFile + "'"));
-    const std::regex library("^\\s*(\\S+ => )?(/\\S+)");
-    std::smatch match;
     for (std::string line; std::getline(lines, line);)
-        if (std::regex_search(line, match, library))
-            paths.push_back(match[2]);
-    return paths;
+        if (std::regex_search(line, match, pattern))
+            names.insert(match[iGroup]);
+    return names;
 }
 
 using AbiSymbols = AbiTest;
@@ -174,11 +157,18 @@ TEST_F(AbiSymbols, ModuleExportsExactlyThePluginNames)
 
 TEST_F(AbiSymbols, UndefinedSymbolsAreHostEntryPointsOrFromLinkedLibraries)
 {
-    const Names host = hostEntryPoints();
+    // The TIRN_HOST_API declarations of the plug-in's host interface header:
+    // the first name followed by "(" or, for a variable, by ";".
+    const Names host =
+        matches(std::ifstream(TIRN_HOST_INTERFACE_HEADER), "^TIRN_HOST_API .*?(\\w+) *[(;]", 1);
     ASSERT_TRUE(host.count("prog_throw")) << "header not read: " << TIRN_HOST_INTERFACE_HEADER;
-    Names provided;
-    const std::vector<std::string> libraries = neededLibraries(TIRN_MODULE_PATH);
+    // The libraries the module was linked against, as the loader resolves them
+    // ("libz.so.1 => /lib/x86_64-linux-gnu/libz.so.1 (0x...)"), and the dynamic
+    // loader itself (which provides __tls_get_addr: "/lib64/ld-... (0x...)").
+    const Names libraries = matches(std::istringstream(run("ldd '" TIRN_MODULE_PATH "'")),
+                                    "^\\s*(\\S+ => )?(/\\S+)", 2);
     ASSERT_FALSE(libraries.empty());
+    Names provided;
     for (const std::string& lib : libraries)
         for (const std::string& s : dynamicSymbols(lib, "--defined-only"))
             provided.insert(s);
