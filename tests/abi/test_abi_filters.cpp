@@ -356,50 +356,38 @@ TEST_F(AbiFilters, GenericConvolutionChecksTheMaskLengthAgainstItsSize)
     EXPECT_EQ(errors(), Errors());
 }
 
-// Regression: an 8-bit image was read as floats past the end of its buffer.
-TEST_F(AbiFilters, ColourFunctionsRefuseImagesThatAreNotFloat)
-{
-    void* pFloat = row(32, {1, 5, -2});
-    void* pByte = row(8, {4, 2, 1});
-    EXPECT_EQ(m->callFunction("DiffImage", {Arg::image(pFloat), Arg::image(pByte)}).handle,
-              nullptr);
-    Floats ref = {0.0f}, out = {-1.0f};
-    EXPECT_EQ(m->callFunction("HistogramDistance", {Arg::image(pByte), Arg::floats(ref), F(0.5f),
-                                                    F(10.0f), Arg::floats(out)})
-                  .handle,
-              nullptr);
-    EXPECT_EQ(out[0], -1.0f);
-    EXPECT_EQ(errors(),
-              (Errors{{"badarg", "DiffImage: image argument 2 has depth 8, 32 needed\n"},
-                      {"badarg", "HistogramDistance: image argument 1 has depth 8, 32 needed\n"}}));
-
-    // A reference colour shorter than the channel count is refused.
-    Floats shortRef = {0.0f, 0.0f};
-    void* pRgb = image(32, 2, 2, 3);
-    EXPECT_EQ(m->callFunction("PointerDistance", {Arg::image(pRgb), Arg::floats(shortRef), F(0),
-                                                  F(0), Arg::floats(out)})
-                  .handle,
-              nullptr);
-    EXPECT_EQ(errors(), (Errors{{"badarg",
-                                 "PointerDistance: the reference colour needs 3 values, got 2\n"}}));
-}
-
-// Each function returns a new owned float image; the distances write their
-// result into the first element of the fifth argument.
-TEST_F(AbiFilters, ColourFunctionsReturnNewImagesAndFillTheirArrays)
+// The colour functions take float images only (regression: an 8-bit image was
+// read as floats past the end of its buffer) and return new owned float
+// images; the distances write their result into the first element of the
+// fifth argument.
+TEST_F(AbiFilters, ColourFunctionsRefuseOrReturnNewImagesAndFillTheirArrays)
 {
     void* pImage = image(32, 10, 1, 1);
     for (int x = 0; x < 10; ++x)
         setPixel(pImage, x, 0, 0, std::sqrt(float(x))); // distances 0..9 from 0
-    Floats ref = {0.0f}, out = {-1.0f, 77.0f};
+    void* pByte = row(8, {4, 2, 1});
+    Floats ref = {0.0f}, shortRef = {0.0f, 0.0f}, out = {-1.0f, 77.0f};
+    const auto distance = [&](const char* pcName, void* p, Floats& reference, float a, float b) {
+        return m->callFunction(pcName, {Arg::image(p), Arg::floats(reference), F(a), F(b),
+                                        Arg::floats(out)});
+    };
+    EXPECT_EQ(m->callFunction("DiffImage", {Arg::image(pImage), Arg::image(pByte)}).handle,
+              nullptr);
+    EXPECT_EQ(distance("HistogramDistance", pByte, ref, 0.5f, 10.0f).handle, nullptr);
+    // A reference colour shorter than the channel count is refused.
+    EXPECT_EQ(distance("PointerDistance", image(32, 2, 2, 3), shortRef, 0, 0).handle, nullptr);
+    EXPECT_EQ(out, (Floats{-1.0f, 77.0f}));
+    EXPECT_EQ(errors(),
+              (Errors{{"badarg", "DiffImage: image argument 2 has depth 8, 32 needed\n"},
+                      {"badarg", "HistogramDistance: image argument 1 has depth 8, 32 needed\n"},
+                      {"badarg", "PointerDistance: the reference colour needs 3 values, got 2\n"}}));
+
     const std::size_t nOwned = m->ownedCount();
-    Value h = m->callFunction("HistogramDistance", {Arg::image(pImage), Arg::floats(ref), F(0.5f),
-                                                    F(10.0f), Arg::floats(out)});
+    Value h = distance("HistogramDistance", pImage, ref, 0.5f, 10.0f);
     EXPECT_EQ(out, (Floats{4.1f, 77.0f}));
     // PointerDistance leaves its reference output alone: the wrapper's own
     // zero arrives.
-    Value p = m->callFunction("PointerDistance", {Arg::image(pImage), Arg::floats(ref), F(9.0f),
-                                                  F(-9.0f), Arg::floats(out)});
+    Value p = distance("PointerDistance", pImage, ref, 9.0f, -9.0f);
     EXPECT_EQ(out[0], 0.0f);
     Value d = m->callFunction("DiffImage", {Arg::image(pImage), Arg::image(pImage)});
     Value b;

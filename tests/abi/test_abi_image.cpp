@@ -431,12 +431,8 @@ TEST_F(AbiTransfer, ImageDataInterleavedOrPlanarByAnyNonZeroFlag)
         p = numbered(k.iDepth, 3, 3, 3);
         EXPECT_EQ(through(k.bFloats, p, "getPixel", {I(2), I(1)}, Floats(3)),
                   (Floats{12, 112, 212}));
-        through(k.bFloats, p, "setPixel", {I(0), I(2)},
-                k.bFloats ? Floats{1.5f, 250, 300.5f} : Floats{1, 250, 44});
-        const bool bExact = k.bFloats && k.iDepth == 32;
-        const float fLast = bExact ? 300.5f : k.bFloats && k.iDepth == 16 ? 300 : 44;
-        EXPECT_EQ(pixel(p, 0, 2, 0), bExact ? 1.5f : 1);
-        EXPECT_EQ(pixel(p, 0, 2, 2), fLast);
+        through(k.bFloats, p, "setPixel", {I(0), I(2)}, {1, 250, 44});
+        EXPECT_EQ((Floats{pixel(p, 0, 2, 0), pixel(p, 0, 2, 2)}), (Floats{1, 44}));
     }
     // With both flips the last row is not written, so the caller's array may
     // be one row short.
