@@ -172,9 +172,8 @@ TEST_F(AbiImage, ForgedDepthsAreDescribedIgnoredOrRefused)
     forged.iDepth = 12;
     forged.iChannels = 3;
     const std::string out = stdoutOf([&] {
-        EXPECT_EQ(callInt(&forged, "width"), 0);
-        EXPECT_EQ(callInt(&forged, "channels"), 0);
-        EXPECT_EQ(callInt(&forged, "depth"), 0);
+        for (const char* pcMethod : {"width", "channels", "depth"})
+            EXPECT_EQ(callInt(&forged, pcMethod), 0) << pcMethod;
         EXPECT_EQ(call(&forged, "min", {I(0)}).f, 0.0f);
         EXPECT_EQ(call(&forged, "deepCopy").handle, nullptr);
         call(&forged, "clear");
