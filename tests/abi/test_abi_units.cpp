@@ -2,7 +2,6 @@
 // them: created from their icon dialogs (or by their exported creation
 // functions where no dialog reaches a case), run in networks, pixels read
 // back from window framebuffers.
-#include <cstdio>
 #include <cstring>
 #include <fstream>
 
@@ -168,7 +167,7 @@ TEST_F(AbiUnits, BadInputGivesAWarningAndNoUnit)
     }
 }
 
-TEST_F(AbiUnits, PinUnitsChosenByTheEnteredSize)
+TEST_F(AbiUnits, PinUnitsByTheEnteredSizeAndImagesThroughThem)
 {
     struct Case
     {
@@ -192,10 +191,7 @@ TEST_F(AbiUnits, PinUnitsChosenByTheEnteredSize)
     EXPECT_EQ(p->inputCount(), 251);
     EXPECT_EQ(p->inputSpec(250).kind, PinKind::Pair);
     EXPECT_EQ(p->inputSpec(0).kind, PinKind::ByteArray);
-}
 
-TEST_F(AbiUnits, ImageToPinsAndBack)
-{
     // Dynamic pins show the image's own memory; pins past its channels are empty.
     Unit* dyn = create("CImageToPins", {{2, "3"}, {3, "float"}});
     feed(dyn, 32, 3, 2, 1);
@@ -287,7 +283,7 @@ TEST_F(AbiUnits, DisplayDrawsGreyAndRgbTilesWithZoom)
     EXPECT_EQ(m->takeWarnings(), Strings()); // host misuse would show here
 }
 
-TEST_F(AbiUnits, OptionRFollowsTheImageSize)
+TEST_F(AbiUnits, OptionRAndControlCodesSizeZoomShowAndRebind)
 {
     // Held by the user (the second state value set), the window keeps its size.
     for (const char* pcOptions : {"", "R", "R held"}) {
@@ -304,11 +300,8 @@ TEST_F(AbiUnits, OptionRFollowsTheImageSize)
         EXPECT_EQ(w->grey(2 * 12, 2 * 45), 52);
         EXPECT_EQ(bR ? w->grey(2 * 99, 2 * 49) : w->grey(0, 2 * 50), bR ? 99 : 0);
     }
-    EXPECT_EQ(m->takeWarnings(), Strings());
-}
 
-TEST_F(AbiUnits, ControlCodesZoomShowAndRebind)
-{
+    // Control codes: zoom, show and rebind.
     Unit* u = display(100, 80, 1, 0, 1, 1, "");
     net->resizeWindow(u, 300, 200);
     EXPECT_EQ(net->control(u, -32), 0);
@@ -346,7 +339,8 @@ TEST_F(AbiUnits, ZoomAndPositionAreSavedAndRestored)
     // The host's placement hands the title over as one word, blanks made
     // underscores.
     Unit* u = create("display_image", {{"Title", "left side"}, {"Position", "12"}, {"Zoom", "3"}});
-    const std::string sPath = ::testing::TempDir() + "tirn_units_network.txt";
+    testfiles::TempDir dir;
+    const std::string sPath = dir.file("network.txt");
     net->save(sPath);
     EXPECT_EQ(textOf(sPath), "tirnhost network 1\nunit 0 tirnvision/display_image\n"
                              "posinfo 12 10 240 240 1 left_side\nzoom: 3\nend\n");
@@ -357,7 +351,6 @@ TEST_F(AbiUnits, ZoomAndPositionAreSavedAndRestored)
     net->save(sPath + ".moved");
     EXPECT_NE(textOf(sPath + ".moved").find("\nposinfo 0 0 80 80 0 left_side\n"),
               std::string::npos);
-    std::remove((sPath + ".moved").c_str());
     net->load(sPath);
     Window* w = net->windowOf(u);
     EXPECT_TRUE(w->shown());
@@ -387,10 +380,9 @@ TEST_F(AbiUnits, ZoomAndPositionAreSavedAndRestored)
             EXPECT_EQ(e.what(), sPath + sMessage);
         }
     }
-    std::remove(sPath.c_str());
 }
 
-TEST_F(AbiUnits, ConvolutionUnitReadsItsPinsOnEveryRun)
+TEST_F(AbiUnits, FilterUnitsReadTheirPinsAndMatchTheScriptFilters)
 {
     EXPECT_EQ(create("ConvolutionFilter", {{"Quadratische Maskengroesse", "5"}})->inputGroupSize(2),
               25);
@@ -419,10 +411,8 @@ TEST_F(AbiUnits, ConvolutionUnitReadsItsPinsOnEveryRun)
     ASSERT_NE(bare, nullptr);
     EXPECT_EQ(bare->pfExec, nullptr);
     EXPECT_EQ(bare->pUserData, nullptr);
-}
 
-TEST_F(AbiUnits, HsiUnitInANetworkMatchesTheScriptFilter)
-{
+    // HSI and back in a network: pins hold their own images, filled in place.
     void* source = numbered(32, 3, 2, 3);
     Unit* hsi = create("HSI_RGB_Filter", {{"Depth of CImage", "32-bit"}, {1, "HSI"}});
     Unit* rgb = create("HSI_RGB_Filter", {{"Depth of CImage", "32-bit"}, {1, "RGB"}});
