@@ -1,12 +1,10 @@
 // The filter and grabber classes as scripts see them: every class at every
-// depth, the two depth rules with their borrowed messages, the quirks the
-// wrappers keep, the host arrays they read and write, and the colour-matching
-// functions. What the filters compute belongs to the filter unit tests. A
-// depth that is none of 8, 16, 32 is tried at construction and on objects
-// forged from the layouts below (checked against real objects first); a
-// refusing wrapper reads nothing but the depth, so the forgery is never used
-// as an object. The grabbers run against the fake video devices that this
-// executable puts in front of the driver libraries.
+// depth, the two depth rules with their borrowed messages, the wrappers'
+// quirks, the host arrays they use, the colour-matching functions; what the
+// filters compute belongs to the filter unit tests. Unknown depths are also
+// tried on objects forged from the layouts below: a refusing wrapper reads
+// nothing but the depth. The grabbers run against the fake video devices
+// that this executable puts in front of the driver libraries.
 #include <array>
 #include <cmath>
 #include <cstring>
@@ -277,8 +275,7 @@ TEST_F(AbiFilterDepths, TwoImageFiltersRefuseOnlyPositiveUnknownDepths)
 
         void* p = m->create(sClass, {I(32)});
         int* piSource = reinterpret_cast<int*>(static_cast<char*>(p) + sizeof(void*));
-        void* pIn = image(32, 4, 4, 3);
-        void* pOut = image(32);
+        void *pIn = image(32, 4, 4, 3), *pOut = image(32);
         *piSource = 12;
         EXPECT_EQ(callQuietly(sClass + "_0_exec", p, {Arg::image(pIn), Arg::image(pOut)}),
                   (Errors{{"badarg", "unsupported depth for FILTER_EXECUTION\n"}}))
@@ -325,8 +322,7 @@ TEST_F(AbiFilters, ConvolutionFilterKeepsTheHostsMask)
                               {I(32), Arg::floats(mask), I(3), I(0), F(0), F(1), I(1)});
     ASSERT_NE(pFilter, nullptr);
     mask[4] = 2.0f; // identity times two, set after construction
-    void* pIn = row(32, {1.5f, -3.0f});
-    void* pOut = image(32);
+    void *pIn = row(32, {1.5f, -3.0f}), *pOut = image(32);
     m->call(pFilter, "CConvolutionFilter", "exec", {Arg::image(pIn), Arg::image(pOut)});
     EXPECT_EQ(channel(pOut), (Floats{3.0f, -6.0f}));
 
@@ -342,9 +338,8 @@ TEST_F(AbiFilters, ExecReportsLibraryExceptionsOrPassesThemThrough)
 {
     void* pYuv = m->create("CYuv2Rgb", {I(8), I(1)});
     m->call(pYuv, "CYuv2Rgb", "exec", {Arg::image(image(8, 2, 2, 2)), Arg::image(image(8))});
-    const Errors e = errors();
-    ASSERT_EQ(e.size(), 1u);
-    EXPECT_EQ(e[0].kind, "CImageException:");
+    EXPECT_EQ(errors(),
+              (Errors{{"CImageException:", "CYuv2Rgb needs 3 Channels assuming to be Y,U and V!"}}));
 
     void* pMap = m->create("CColormap", {I(32), I(42)}); // no such scheme
     stdoutOf([&] { run(pMap, "CColormap", image(32, 2, 2, 1), image(32)); });
@@ -457,21 +452,14 @@ protected:
 // Failures become script errors, and grab gives -1.
 TEST_F(AbiGrabbers, AgainstTheFakeDevices)
 {
-    // Only /dev/video0 to /dev/video3 exist.
     EXPECT_EQ(m->create("CImageTVGrab", {I(200), I(0), I(7)}), nullptr);
-    const Errors e = errors();
-    ASSERT_EQ(e.size(), 1u);
-    EXPECT_EQ(e[0].kind, "CImageException:");
-    EXPECT_EQ(e[0].message.rfind("vfl:", 0), 0u) << e[0].message;
+    EXPECT_EQ(errors(), (Errors{{"CImageException:",
+                                 "vfl: no device /dev/video7, only /dev/video0 to /dev/video3 \n"}}));
 
     void* pTV = m->create("CImageTVGrab");
     ASSERT_NE(pTV, nullptr) << ::testing::PrintToString(errors());
     void* pFrame = image(8);
-    m->call(pTV, "CImageTVGrab", "grab", {Arg::image(pFrame)});
-    // The default size, height 3/4 of the width.
-    EXPECT_EQ(sizeOf(*m, pFrame), 200150);
-    EXPECT_EQ(callInt(pFrame, "channels"), 3);
-    m->call(pTV, "CImageTVGrab", "setsize", {I(160)});
+    m->call(pTV, "CImageTVGrab", "setsize", {I(160)}); // height 3/4 of the width
     m->call(pTV, "CImageTVGrab", "grab", {Arg::image(pFrame)});
     EXPECT_EQ(sizeOf(*m, pFrame), 160120);
     m->release(pTV);
