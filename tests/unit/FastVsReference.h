@@ -9,10 +9,8 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
-#include <random>
+#include <optional>
 #include <string>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -26,29 +24,24 @@ class EnvScope
 public:
     EnvScope(const char* pcName, const char* pcValue) : sName(pcName)
     {
-        const char* pcOld = std::getenv(pcName);
-        bHadValue = pcOld != nullptr;
-        if (bHadValue)
-            sOld = pcOld;
-        if (pcValue)
-            setenv(pcName, pcValue, 1);
-        else
-            unsetenv(pcName);
+        if (const char* pcOld = std::getenv(pcName))
+            old = pcOld;
+        set(pcValue);
     }
-    ~EnvScope()
-    {
-        if (bHadValue)
-            setenv(sName.c_str(), sOld.c_str(), 1);
-        else
-            unsetenv(sName.c_str());
-    }
+    ~EnvScope() { set(old ? old->c_str() : nullptr); }
     EnvScope(const EnvScope&) = delete;
     EnvScope& operator=(const EnvScope&) = delete;
 
 private:
+    void set(const char* pcValue)
+    {
+        if (pcValue)
+            setenv(sName.c_str(), pcValue, 1);
+        else
+            unsetenv(sName.c_str());
+    }
     std::string sName;
-    bool bHadValue = false;
-    std::string sOld;
+    std::optional<std::string> old;
 };
 
 // The path for the enclosing scope.
@@ -66,18 +59,10 @@ struct ThreadScope : EnvScope
     }
 };
 
-// Which NaN an operation on two NaN operands returns (sign, payload) is the
-// processor's pick by operand position, and the compiler may swap the
-// operands of a commutative operation; so any NaN matches any NaN.
-template <class T> bool bothNaN(T a, T b)
-{
-    if constexpr (std::is_same<T, float>::value)
-        return std::isnan(a) && std::isnan(b);
-    else
-        return false;
-}
-
-// Same shape, name, infos and bits (-0 and +0 differ; NaN see bothNaN).
+// Same shape, name, infos and bits; -0 and +0 differ. Which NaN an operation
+// on two NaN operands returns (sign, payload) is the processor's pick by
+// operand position, and the compiler may swap the operands of a commutative
+// operation; so any NaN matches any NaN.
 template <class T> void expectSameImage(const CImage<T>& a, const CImage<T>& b)
 {
     ASSERT_EQ(a.width(), b.width());
@@ -89,9 +74,8 @@ template <class T> void expectSameImage(const CImage<T>& a, const CImage<T>& b)
         for (int y = 0; y < a.height(); ++y)
             for (int x = 0; x < a.width(); ++x) {
                 const T va = a.getPixel(x, y, c), vb = b.getPixel(x, y, c);
-                if (bothNaN(va, vb))
-                    continue;
-                if (std::memcmp(&va, &vb, sizeof(T)) != 0) {
+                const bool bBothNaN = va != va && vb != vb;
+                if (!bBothNaN && std::memcmp(&va, &vb, sizeof(T)) != 0) {
                     ADD_FAILURE() << "pixel (" << x << "," << y << "," << c
                                   << "): " << +va << " != " << +vb;
                     return;

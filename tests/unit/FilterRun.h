@@ -30,6 +30,17 @@ template <class T> CImage<T> run(CFilter<T, T>&& filter, const CImage<T>& src)
     return out;
 }
 
+// The channels of pixel (x, y), from channel 0 on.
+template <class T>
+void expectPixel(const CImage<T>& image, int x, int y, std::initializer_list<T> values)
+{
+    int c = 0;
+    for (T v : values) {
+        EXPECT_EQ(image.getPixel(x, y, c), v) << "channel " << c << " at " << x << "," << y;
+        ++c;
+    }
+}
+
 // f() throws a CException with exactly this text.
 template <class F> void expectRefusal(F&& f, const char* pcMessage)
 {

@@ -120,12 +120,9 @@ template <class T> std::vector<Kernel<T>> kernels()
                                         mask[n * n - 2] = std::nanf("");
                                         f.setParameters(mask.data(), fFactor, n, n);
                                     });
-    for (int iMask : {0, 1, 3, 5, 7})
-        k.push_back({"mask generator " + std::to_string(iMask), 2, iMask == 3,
-                     [iMask](const CImage<T>& in) {
-                         return run(CConvolutionFilter<T>(iMask, float(iMask % 11), 37.5f * iMask,
-                                                          1.5f, 0),
-                                    in);
+    for (int i : {0, 1, 3, 5, 7})
+        k.push_back({"mask generator " + std::to_string(i), 2, i == 3, [i](const CImage<T>& in) {
+                         return run(CConvolutionFilter<T>(i, float(i), 37.5f * i, 1.5f, 0), in);
                      }});
     k.push_back({"mask beyond the int range", 1, false, [](const CImage<T>& in) {
                      std::vector<float> mask = {3e9f, -3e9f, std::nanf(""), 0.5f, 2147483520.0f,
@@ -192,24 +189,15 @@ template <class T> std::vector<Kernel<T>> kernels()
     }
     // Without a NaN the pseudo colour scale runs in bands.
     k.push_back({"colour map pseudo without NaN", 1, true, [](const CImage<T>& in) {
-                     CImage<T> input = in.deepCopy();
-                     for (int i = 0; i < input.pixelsPerChannel(); ++i) {
-                         T& v = input.getChannelDataPtr(0)[i];
-                         if (v != v)
-                             v = T(0.5f);
-                     }
-                     return colourMap(input, COLORMAP_PSEUDO, false);
+                     const CImage<T> noNaN = randomTestImage<T>(in.width(), in.height(), 1, 3);
+                     return colourMap(noNaN, COLORMAP_PSEUDO, false);
                  }});
+    static float afWeights[] = {-0.5f, -0.2f, 0.1f, 0.4f, 0.7f};
     for (int n : {1, 3, 5})
-        k.push_back({"cortical layers " + std::to_string(n), n, n == 3, [n](const CImage<T>& in) {
-                         std::vector<float> weights;
-                         for (int c = 0; c < n; ++c)
-                             weights.push_back(0.3f * float(c) - 0.5f);
+        k.push_back({"cortical layers " + std::to_string(n), n, n == 3, [](const CImage<T>& in) {
                          CCortLayerFilter<T> filter;
-                         filter.pfWeights = weights.data();
-                         CImage<T> out(in.width(), in.height(), 1);
-                         filter.exec(&in, &out);
-                         return out;
+                         filter.pfWeights = afWeights;
+                         return run(std::move(filter), in);
                      }});
     // 0 and 90 degrees put many positions on whole pixels and on the edges.
     for (const auto& [fAngle, iCentre] :
@@ -246,17 +234,11 @@ template <class T> std::vector<Kernel<T>> kernels()
     return k;
 }
 
-std::string on(const std::string& sName, int w, int h)
-{
-    return sName + " on " + std::to_string(w) + "x" + std::to_string(h);
-}
-
-// Each kernel that bPick accepts on each size, fast against reference, on a
-// random image that prepare may change. What the filters print is captured
-// and shown only with a failure.
-template <class T, class Pick, class Prepare>
-void expectKernelsMatch(const std::vector<std::pair<int, int>>& sizes, unsigned uSeed,
-                        Pick bPick, Prepare prepare)
+// Each kernel that bPick accepts on each size, checked on a random image. What
+// the filters print is captured and shown only with a failure.
+template <class T, class Pick, class Check>
+void expectKernels(const std::vector<std::pair<int, int>>& sizes, unsigned uSeed, Pick bPick,
+                   Check check)
 {
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
@@ -264,10 +246,8 @@ void expectKernelsMatch(const std::vector<std::pair<int, int>>& sizes, unsigned 
         for (const auto& [w, h] : sizes) {
             if (!bPick(kernel, w, h))
                 continue;
-            SCOPED_TRACE(on(kernel.sName, w, h));
-            CImage<T> in = randomTestImage<T>(w, h, kernel.nChannels, ++uSeed, true);
-            prepare(in);
-            expectFastMatchesReference([&] { return kernel.run(in); });
+            SCOPED_TRACE(testing::Message() << kernel.sName << " on " << w << "x" << h);
+            check(kernel, randomTestImage<T>(w, h, kernel.nChannels, ++uSeed, true));
         }
     const std::string sPrinted =
         testing::internal::GetCapturedStderr() + testing::internal::GetCapturedStdout();
@@ -275,20 +255,23 @@ void expectKernelsMatch(const std::vector<std::pair<int, int>>& sizes, unsigned 
         std::fputs(sPrinted.c_str(), stderr);
 }
 
+template <class T> void expectMatch(const Kernel<T>& kernel, const CImage<T>& in)
+{
+    expectFastMatchesReference([&] { return kernel.run(in); });
+}
+
 } // namespace
 
-template <class T> class Kernels : public ::testing::Test
-{
-};
+template <class T> using Kernels = ::testing::Test;
 TYPED_TEST_SUITE(Kernels, PixelTypes);
 
 TYPED_TEST(Kernels, FastMatchesReferenceAtEveryThreadCount)
 {
     std::vector<std::pair<int, int>> sizes = awkwardSizes();
     sizes.insert(sizes.end(), wideSizes().begin(), wideSizes().end());
-    expectKernelsMatch<TypeParam>(
+    expectKernels<TypeParam>(
         sizes, 1, [](const auto& kernel, int w, int h) { return kernel.bBanded || w * h <= 10000; },
-        [](auto&) {});
+        expectMatch<TypeParam>);
 }
 
 // The row loops on Highway (convolutions, ranks, colour conversions and maps,
@@ -307,8 +290,8 @@ TYPED_TEST(Kernels, SimdKernelsMatchOnEverySimdTarget)
         hwy::SetSupportedTargetsForTest(target);
         SCOPED_TRACE(hwy::TargetName(target));
         EXPECT_STREQ(tirn::simd::targetName(), hwy::TargetName(target));
-        expectKernelsMatch<TypeParam>({{1, 1}, {3, 1}, {5, 4}, {17, 9}, {35, 4}, {66, 3}, {307, 3}},
-                                      11, bSimd, [](auto&) {});
+        expectKernels<TypeParam>({{1, 1}, {3, 1}, {5, 4}, {17, 9}, {35, 4}, {66, 3}, {307, 3}}, 11,
+                                 bSimd, expectMatch<TypeParam>);
     }
     hwy::SetSupportedTargetsForTest(0);
 }
@@ -324,13 +307,14 @@ TYPED_TEST(Kernels, RankFiltersOnTiesAndNaN)
         return kernel.sName.find("median") != std::string::npos ||
                kernel.sName.find("rank") != std::string::npos;
     };
-    expectKernelsMatch<T>(sizes, 7, bRank, [](CImage<T>& in) {
+    expectKernels<T>(sizes, 7, bRank, [](const Kernel<T>& kernel, CImage<T> in) {
         for (int c = 0; c < in.channels(); ++c)
             for (int k = 0; k < in.pixelsPerChannel(); ++k) {
                 T& v = in.getChannelDataPtr(c)[k];
                 if (!std::isnan(float(v)))
                     v = T(int(float(v) * 7.0f) % 5);
             }
+        expectMatch(kernel, in);
     });
 }
 
@@ -339,29 +323,23 @@ TYPED_TEST(Kernels, RankFiltersOnTiesAndNaN)
 TYPED_TEST(Kernels, ReusedScratchLeavesNoOldPixel)
 {
     using T = TypeParam;
-    unsigned uSeed = 23;
-    int nOperations = 0;
-    testing::internal::CaptureStdout();
-    testing::internal::CaptureStderr();
-    for (const Kernel<T>& kernel : kernels<T>()) {
-        if (!kernel.make || kernel.nChannels != 1 || !kernel.make()->overwritesTarget())
-            continue;
-        ++nOperations;
-        for (const auto& [w, h] : {std::pair{307, 5}, {4, 7}}) {
-            SCOPED_TRACE(on(kernel.sName, w, h));
-            const CImage<T> first = randomTestImage<T>(w, h, 1, ++uSeed, true);
-            const CImage<T> second = randomTestImage<T>(w, h, 1, ++uSeed, true);
-            auto op = kernel.make();
-            CImage<T> out(1, 1, 1);
-            op->setOutput(&out);
-            op->setInput(&first);
-            op->exec();
-            op->setInput(&second);
-            op->exec();
-            expectSameImage(out, kernel.run(second));
-        }
-    }
-    testing::internal::GetCapturedStderr();
-    testing::internal::GetCapturedStdout();
-    EXPECT_EQ(nOperations, 68); // convolutions, shading, medians and ranks
+    int nRuns = 0;
+    const auto bOverwrites = [&nRuns](const Kernel<T>& kernel, int, int) {
+        const bool b = kernel.make && kernel.nChannels == 1 && kernel.make()->overwritesTarget();
+        nRuns += b;
+        return b;
+    };
+    const auto expectNoOldPixel = [](const Kernel<T>& kernel, const CImage<T>& second) {
+        const CImage<T> first = randomTestImage<T>(second.width(), second.height(), 1, 5, true);
+        auto op = kernel.make();
+        CImage<T> out(1, 1, 1);
+        op->setOutput(&out);
+        op->setInput(&first);
+        op->exec();
+        op->setInput(&second);
+        op->exec();
+        expectSameImage(out, kernel.run(second));
+    };
+    expectKernels<T>({{307, 5}, {4, 7}}, 23, bOverwrites, expectNoOldPixel);
+    EXPECT_EQ(nRuns, 2 * 68); // convolutions, shading, medians and ranks, on two sizes
 }
