@@ -35,10 +35,7 @@ public:
 private:
     void set(const char* pcValue)
     {
-        if (pcValue)
-            setenv(sName.c_str(), pcValue, 1);
-        else
-            unsetenv(sName.c_str());
+        pcValue ? setenv(sName.c_str(), pcValue, 1) : unsetenv(sName.c_str());
     }
     std::string sName;
     std::optional<std::string> old;
@@ -86,20 +83,17 @@ template <class T> void expectSameImage(const CImage<T>& a, const CImage<T>& b)
 
 // The sizes every differential test walks: single pixels, single rows and
 // columns, even and odd.
-inline const std::vector<std::pair<int, int>>& awkwardSizes()
+inline std::vector<std::pair<int, int>> awkwardSizes()
 {
-    static const std::vector<std::pair<int, int>> sizes = {
-        {1, 1}, {2, 2}, {3, 1}, {1, 3}, {6, 2}, {5, 4}, {4, 7}, {17, 9}};
-    return sizes;
+    return {{1, 1}, {2, 2}, {3, 1}, {1, 3}, {6, 2}, {5, 4}, {4, 7}, {17, 9}};
 }
 
 // The sizes of the kernel tests beyond awkwardSizes(): wider than 300 (SIMD
 // lanes and unrolled chunks), and one large enough that every kernel is
 // split into bands at 2 and 3 threads.
-inline const std::vector<std::pair<int, int>>& wideSizes()
+inline std::vector<std::pair<int, int>> wideSizes()
 {
-    static const std::vector<std::pair<int, int>> sizes = {{307, 3}, {307, 433}};
-    return sizes;
+    return {{307, 3}, {307, 433}};
 }
 
 // run() on the reference, then on the fast path at 1, 2 and 3 threads: the
