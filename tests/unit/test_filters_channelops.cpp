@@ -2,10 +2,6 @@
 // thresholding with parameters taken from the image, shading removal, the
 // weighted mean of cortical layers, differences of two images, colour
 // distances to the first pixel or to a reference colour.
-#include <cmath>
-#include <string>
-#include <vector>
-
 #include "FastVsReference.h"
 #include "FilterRun.h"
 #include "PixelTypes.h"

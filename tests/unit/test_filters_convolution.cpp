@@ -2,12 +2,8 @@
 // masks (sums, symmetries, rotation, even sizes), its edge-repeating borders,
 // per-term truncation and wrap, external masks used as given.
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
-#include <limits>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "FastVsReference.h"
 #include "FilterRun.h"

@@ -2,13 +2,9 @@
 // depth, on tiny, odd, wide and banded sizes and at 1, 2 and 3 threads. One
 // table: a kernel is a name and a run on an input image.
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <functional>
-#include <limits>
-#include <string>
-#include <vector>
 
 #include <hwy/targets.h>
 

@@ -1,11 +1,7 @@
 // Rank-order filters and the statistics helpers they share.
 #include <algorithm>
-#include <cmath>
-#include <random>
 #include <sstream>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "FastVsReference.h"
 #include "FilterRun.h"

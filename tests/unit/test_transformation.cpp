@@ -1,8 +1,5 @@
 // CTransformation: channel selection, the exec() drivers, assertions, layout.
 #include <algorithm>
-#include <cstring>
-#include <string>
-#include <vector>
 
 #include "FastVsReference.h"
 #include "FilterRun.h"
@@ -27,6 +24,11 @@ public:
     bool bUseBase = false, bOverwrites = false;
     std::vector<T> multiSeen, scratchFirstPixels;
 
+    void wire(const CImage<T>& source, CImage<T>& target)
+    {
+        this->setInput(&source);
+        this->setOutput(&target);
+    }
     void preOperation() override { ++iPre; }
     bool overwritesTarget() const override { return bOverwrites; }
     void postOperation() override { ++iPost; }
@@ -121,26 +123,14 @@ TEST(TransformationSelection, StringsAndMessages)
     }
 }
 
-// A probe wired to a source and to a one-pixel target.
-template <class T> class TransformationTyped : public ::testing::Test
-{
-protected:
-    Probe<T> t;
-    CImage<T> target{1, 1, 1};
-
-    void wire(const CImage<T>& source)
-    {
-        t.setInput(&source);
-        t.setOutput(&target);
-    }
-};
+template <class T> using TransformationTyped = ::testing::Test;
 TYPED_TEST_SUITE(TransformationTyped, PixelTypes);
 
 TYPED_TEST(TransformationTyped, MaskOperations)
 {
     using T = TypeParam;
-    CImage<T> image(2, 2, 4);
-    Probe<T>& t = this->t;
+    CImage<T> image(2, 2, 4), target(1, 1, 1);
+    Probe<T> t;
     EXPECT_EQ(t.depth(), tirn::PixelTraits<T>::depth);
     t.setInput(&image);
     EXPECT_EQ(t.selected(), 4);
@@ -166,7 +156,7 @@ TYPED_TEST(TransformationTyped, MaskOperations)
     EXPECT_TRUE(t.isSelected(0));
 
     CImage<T> source(2, 2, 2);
-    this->wire(source);
+    t.wire(source, target);
     t.selectChannel(0, false);
     source.resize(2, 2, 4); // the mask follows: new channels are selected
     EXPECT_EQ(t.selectChannel("#XXX"), 1);
@@ -194,9 +184,9 @@ TYPED_TEST(TransformationTyped, SingleChannelDriver)
 {
     using T = TypeParam;
     const CImage<T> source = numbered<T>(3, 2, 3, 10, 1, 0);
-    Probe<T>& t = this->t;
-    CImage<T>& target = this->target;
-    this->wire(source);
+    CImage<T> target(1, 1, 1);
+    Probe<T> t;
+    t.wire(source, target);
     ASSERT_EQ(t.selectChannel("X#X"), 1);
     t.exec();
     EXPECT_EQ(t.iPre, 1);
@@ -212,8 +202,7 @@ TYPED_TEST(TransformationTyped, SingleChannelDriver)
 
     // In place: the source is its own target.
     CImage<T> inPlace = numbered<T>(2, 2, 2, 10, 1, 0);
-    t.setInput(&inPlace);
-    t.setOutput(&inPlace);
+    t.wire(inPlace, inPlace);
     t.selectChannel(0, false);
     t.exec();
     EXPECT_EQ(inPlace.getPixel(1, 1, 0), T(2));
@@ -231,8 +220,7 @@ TYPED_TEST(TransformationTyped, ScratchReusesOnlyAnUnsharedResult)
         CImage<T> target(1, 1, 1);
         Probe<T> t;
         t.bOverwrites = bOverwrites;
-        t.setInput(&source);
-        t.setOutput(&target);
+        t.wire(source, target);
         t.exec();
         const CImageChannel<T>* pFirst = target.getChannelPtr(1);
         t.exec();
@@ -257,8 +245,9 @@ TYPED_TEST(TransformationTyped, MultiChannelDriverAndNothingSelected)
 {
     using T = TypeParam;
     const CImage<T> source = numbered<T>(3, 2, 4, 10, 1, 0);
-    Probe<T>& t = this->t;
-    this->wire(source);
+    CImage<T> target(1, 1, 1);
+    Probe<T> t;
+    t.wire(source, target);
     // Nothing selected: neither mode runs, the target is left alone.
     stdoutOf([&] { EXPECT_EQ(t.selectChannel("X!"), 0); });
     EXPECT_EQ(t.selected(), 0);
@@ -266,13 +255,13 @@ TYPED_TEST(TransformationTyped, MultiChannelDriverAndNothingSelected)
     t.setMutliChannelOp(true);
     t.exec();
     EXPECT_EQ(t.iPre + t.iPost, 0);
-    expectSameImage(this->target, CImage<T>(1, 1, 1));
+    expectSameImage(target, CImage<T>(1, 1, 1));
 
     ASSERT_EQ(t.selectChannel("#X#X"), 1);
     t.exec();
     EXPECT_EQ(t.multiSeen, (std::vector<T>{T(2), T(1), T(10), T(30)}));
-    EXPECT_EQ(this->target.width(), 3);
-    EXPECT_EQ(this->target.height(), 2);
+    EXPECT_EQ(target.width(), 3);
+    EXPECT_EQ(target.height(), 2);
     EXPECT_EQ(source.channels(), 4);
     EXPECT_EQ(t.iPre + t.iPost, 2);
 
@@ -280,8 +269,7 @@ TYPED_TEST(TransformationTyped, MultiChannelDriverAndNothingSelected)
     const CImage<T> one(2, 1, 1);
     Probe<T> base;
     base.bUseBase = true;
-    base.setInput(&one);
-    base.setOutput(&this->target);
+    base.wire(one, target);
     EXPECT_EQ(stdoutOf([&] {
                   base.exec();
                   base.setMutliChannelOp(true);
@@ -289,7 +277,7 @@ TYPED_TEST(TransformationTyped, MultiChannelDriverAndNothingSelected)
               }),
               "No implementation for single-channel mode.\n"
               "No implementation for multi-channel mode.\n");
-    EXPECT_EQ(this->target.width(), 2);
+    EXPECT_EQ(target.width(), 2);
 }
 
 // The binding reads every instantiation through the unsigned char one, and a
