@@ -1,5 +1,6 @@
-// A one-call run of a transformation or a two-image filter, and the checks
-// on what a filter refuses and prints, for the filter tests.
+// For the filter tests: every filter's header, a one-call run of a
+// transformation or a two-image filter, and the checks on what a filter
+// refuses and prints.
 #ifndef TESTS_FILTERRUN_H
 #define TESTS_FILTERRUN_H
 
@@ -7,8 +8,32 @@
 
 #include <string>
 
-#include "TestImages.h"
+#include "FastVsReference.h"
+#include "PixelTypes.h"
+#include "filters/CColorFilters.h"
+#include "filters/CColormap.h"
+#include "filters/CCombineChannel.h"
+#include "filters/CConvolutionFilter.h"
+#include "filters/CCortLayerFilter.h"
+#include "filters/CDistance.h"
+#include "filters/CGaussFilter.h"
+#include "filters/CGenericConvolution.h"
+#include "filters/CHsiRgbFilter.h"
+#include "filters/CMeanFilter.h"
+#include "filters/CMedianFilter.h"
+#include "filters/CNormalizeRGB.h"
+#include "filters/CRGB2HSI.h"
+#include "filters/CRankFilter.h"
+#include "filters/CSelectChannel.h"
+#include "filters/CShadingFilter.h"
+#include "filters/CSobelFilter.h"
+#include "filters/CThreshold.h"
 #include "filters/CTransformation.h"
+#include "filters/CYuv2Rgb.h"
+#include "filters/CsimpleMedian.h"
+#include "filters/RankNetworks.h"
+#include "filters/SimdRows.h"
+#include "filters/utils.h"
 
 // pcSelection, if given, is the channel selection string.
 template <class T>

@@ -2,17 +2,7 @@
 // thresholding with parameters taken from the image, shading removal, the
 // weighted mean of cortical layers, differences of two images, colour
 // distances to the first pixel or to a reference colour.
-#include "FastVsReference.h"
 #include "FilterRun.h"
-#include "PixelTypes.h"
-#include "filters/CColorFilters.h"
-#include "filters/CCombineChannel.h"
-#include "filters/CConvolutionFilter.h"
-#include "filters/CCortLayerFilter.h"
-#include "filters/CDistance.h"
-#include "filters/CSelectChannel.h"
-#include "filters/CShadingFilter.h"
-#include "filters/CThreshold.h"
 
 namespace {
 

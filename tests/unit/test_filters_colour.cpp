@@ -7,14 +7,7 @@
 
 #include <hwy/targets.h>
 
-#include "FastVsReference.h"
 #include "FilterRun.h"
-#include "PixelTypes.h"
-#include "filters/CColormap.h"
-#include "filters/CHsiRgbFilter.h"
-#include "filters/CNormalizeRGB.h"
-#include "filters/CRGB2HSI.h"
-#include "filters/CYuv2Rgb.h"
 
 namespace {
 

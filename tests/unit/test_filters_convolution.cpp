@@ -5,14 +5,7 @@
 #include <cstdint>
 #include <tuple>
 
-#include "FastVsReference.h"
 #include "FilterRun.h"
-#include "PixelTypes.h"
-#include "filters/CConvolutionFilter.h"
-#include "filters/CGaussFilter.h"
-#include "filters/CGenericConvolution.h"
-#include "filters/CMeanFilter.h"
-#include "filters/CSobelFilter.h"
 
 namespace {
 
@@ -227,17 +220,6 @@ TEST(ConvolutionState, EvenAndDegenerateSizes)
     float nanFactor = 1.0f;
     conv.setParameters(&nanFactor, std::nanf(""), 1, 1); // NaN counts as a factor
     EXPECT_TRUE(std::isnan(run(conv, counting<float>(2, 1)).getPixel(0, 0, 0)));
-}
-
-TEST(ConvolutionState, OnlySelectedChannelsAreFiltered)
-{
-    CMeanFilter<unsigned short> mean;
-    mean.setNeighborhood(3, 3);
-    const CImage<unsigned short> out =
-        run(mean, numbered<unsigned short>(3, 3, 2, 100, 3, 1), "#X");
-    EXPECT_EQ(out.getPixel(0, 0, 0), 1);
-    EXPECT_EQ(out.getPixel(0, 0, 1), 103);
-    EXPECT_EQ(out.getPixel(1, 1, 1), 105);
 }
 
 TEST(MaskGenerator, AverageIsNineNinthsAndKeepsAConstant)

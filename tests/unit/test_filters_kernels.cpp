@@ -8,29 +8,7 @@
 
 #include <hwy/targets.h>
 
-#include "FastVsReference.h"
 #include "FilterRun.h"
-#include "PixelTypes.h"
-#include "filters/CColorFilters.h"
-#include "filters/CColormap.h"
-#include "filters/CCombineChannel.h"
-#include "filters/CConvolutionFilter.h"
-#include "filters/CCortLayerFilter.h"
-#include "filters/CDistance.h"
-#include "filters/CGaussFilter.h"
-#include "filters/CGenericConvolution.h"
-#include "filters/CHsiRgbFilter.h"
-#include "filters/CMeanFilter.h"
-#include "filters/CMedianFilter.h"
-#include "filters/CNormalizeRGB.h"
-#include "filters/CRGB2HSI.h"
-#include "filters/CRankFilter.h"
-#include "filters/CShadingFilter.h"
-#include "filters/CSobelFilter.h"
-#include "filters/CThreshold.h"
-#include "filters/CYuv2Rgb.h"
-#include "filters/CsimpleMedian.h"
-#include "filters/SimdRows.h"
 
 namespace {
 

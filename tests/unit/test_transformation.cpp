@@ -1,15 +1,7 @@
 // CTransformation: channel selection, the exec() drivers, assertions, layout.
 #include <algorithm>
 
-#include "FastVsReference.h"
 #include "FilterRun.h"
-#include "PixelTypes.h"
-#include "filters/CConvolutionFilter.h"
-#include "filters/CCortLayerFilter.h"
-#include "filters/CHsiRgbFilter.h"
-#include "filters/CTransformation.h"
-#include "filters/CYuv2Rgb.h"
-#include "filters/CsimpleMedian.h"
 
 namespace {
 
