@@ -134,7 +134,7 @@ TEST(Threshold, ParametersComeFromTheImageAndRefusals)
               "Too small image for thresholding (5x1, at least 2x2 needed)");
 }
 
-TEST(Distance, FloatSumOfSquaresToTheFirstPixel)
+TEST(Distance, SumOfSquaresToTheFirstPixelScaledBy255AtIntegerDepths)
 {
     CImage<float> in(3, 2, 3);
     in.setName("colours");
@@ -157,10 +157,7 @@ TEST(Distance, FloatSumOfSquaresToTheFirstPixel)
     const CImage<float> empty = run(distance, CImage<float>(0, 3, 2));
     EXPECT_EQ(empty.width(), 0);
     EXPECT_STREQ(empty.getChannelInfo(0), "euclid_dist_to");
-}
 
-TEST(Distance, IntegerDepthsScaleBy255PerChannelAndWrap)
-{
     CDistance<unsigned char> d8;
     const CImage<unsigned char> out8 = run(d8, pixels<unsigned char>(2, 1, 2, {10, 110, 20, 20}));
     EXPECT_EQ(out8.getPixel(1, 0, 0), 19); // 10000 / 510

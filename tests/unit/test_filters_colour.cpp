@@ -34,7 +34,7 @@ TYPED_TEST_SUITE(ColourSpaceTyped, PixelTypes);
 
 // Offsets, clamping to 0...255 (at depth 16 as well), truncation at the
 // integer depths; float offsets are subtracted in single precision.
-TYPED_TEST(ColourSpaceTyped, YuvWorkedValues)
+TYPED_TEST(ColourSpaceTyped, YuvWorkedValuesRefusalsNamesAndResize)
 {
     using T = TypeParam;
     const bool b16 = sizeof(T) == 2;
@@ -55,6 +55,26 @@ TYPED_TEST(ColourSpaceTyped, YuvWorkedValues)
     for (const auto& c : cases)
         expectPixel(run(CYuv2Rgb<T>(c.bOffset), filled<T>(1, 1, {c.y, c.u, c.v})), 0, 0,
                     {c.r, c.g, c.b});
+
+    CYuv2Rgb<T> filter(true);
+    CImage<T> image(2, 2, 3);
+    expectRefusal([&] { filter.exec(&image, &image); },
+                  "CYuv2Rgb: target image must differ from source image!");
+    for (int iChannels : {0, 2, 4}) {
+        CImage<T> in(2, 2, iChannels), out(5, 5, 1);
+        expectRefusal([&] { filter.exec(&in, &out); },
+                      "CYuv2Rgb needs 3 Channels assuming to be Y,U and V!");
+        EXPECT_EQ(out.width(), 5); // refused before anything is touched
+    }
+    CImage<T> in(3, 2, 3);
+    in.setName("frame");
+    CImage<T> out(7, 7, 5);
+    CYuv2Rgb<T>(false).exec(&in, &out);
+    CImage<T> want(3, 2, 3);
+    want.setName("frame");
+    for (int c = 0; c < 3; ++c)
+        want.setChannelInfo(std::string(1, "RGB"[c]).c_str(), c);
+    expectSameImage(out, want);
 }
 
 // The 8-bit path computes in integers what is defined in double: every one
@@ -80,30 +100,6 @@ TEST(ColourSpace, YuvAtDepth8MatchesTheReferenceOnEveryInput)
         }
         hwy::SetSupportedTargetsForTest(0);
     }
-}
-
-TYPED_TEST(ColourSpaceTyped, YuvRefusalsNamesAndResize)
-{
-    using T = TypeParam;
-    CYuv2Rgb<T> filter(true);
-    CImage<T> image(2, 2, 3);
-    expectRefusal([&] { filter.exec(&image, &image); },
-                  "CYuv2Rgb: target image must differ from source image!");
-    for (int iChannels : {0, 2, 4}) {
-        CImage<T> in(2, 2, iChannels), out(5, 5, 1);
-        expectRefusal([&] { filter.exec(&in, &out); },
-                      "CYuv2Rgb needs 3 Channels assuming to be Y,U and V!");
-        EXPECT_EQ(out.width(), 5); // refused before anything is touched
-    }
-    CImage<T> in(3, 2, 3);
-    in.setName("frame");
-    CImage<T> out(7, 7, 5);
-    CYuv2Rgb<T>(false).exec(&in, &out);
-    CImage<T> want(3, 2, 3);
-    want.setName("frame");
-    for (int c = 0; c < 3; ++c)
-        want.setChannelInfo(std::string(1, "RGB"[c]).c_str(), c);
-    expectSameImage(out, want);
 }
 
 TEST(ColourSpace, HsiWorkedValues)
@@ -166,7 +162,7 @@ TYPED_TEST(ColourSpaceTyped, HsiGroupsOfThreeAndOtherModes)
     EXPECT_EQ(same.getPixel(0, 0, 2), run(CHsiRgbFilter<T>(0), rgb).getPixel(0, 0, 2));
 }
 
-TEST(ColourSpace, Rgb2HsiUsesTheMaximumAsIntensity)
+TEST(ColourSpace, Rgb2HsiMaximumIntensityAndNormalizedChromaticities)
 {
     // Channel 1 is deselected; (1, 0) is black: no saturation.
     CImage<float> in = pixels<float>(2, 1, 4, {0.25f, 0, 9, 0, 0.5f, 0, 0.375f, 0});
@@ -177,10 +173,7 @@ TEST(ColourSpace, Rgb2HsiUsesTheMaximumAsIntensity)
     for (int c = 0; c < 3; ++c)
         want.setChannelInfo(std::array{"Hue(empty)", "Saturation", "Intensity"}[c], c);
     expectSameImage(run(op, in, "X#XX"), want);
-}
 
-TEST(ColourSpace, NormalizeRgbChromaticities)
-{
     CImage<unsigned char> in8 =
         pixels<unsigned char>(4, 1, 3, {0, 255, 10, 255, 0, 0, 20, 255, 0, 0, 30, 255});
     in8.setName("scene");
@@ -291,7 +284,7 @@ TEST(ColourScales, HsvHexconeSectorsAndHuesOutside)
     }
 }
 
-TEST(ColormapFloat, ScalesTimes255AndChannelAssignments)
+TEST(ColormapFloat, ScalesTimes255ChannelAssignmentsAndHueOutside)
 {
     const CImage<float> row = pixels<float>(3, 1, 1, {0, 0.5f, 1});
     const CImage<float> two = pixels<float>(1, 1, 2, {0.5f, 0.25f});
@@ -319,10 +312,7 @@ TEST(ColormapFloat, ScalesTimes255AndChannelAssignments)
         ASSERT_EQ(out.channels(), 3);
         expectPixel(out, c.x, 0, {c.r, c.g, c.b});
     }
-}
 
-TEST(ColormapFloat, HueOutsideKeepsThePreviousPixelInColumnOrder)
-{
     // Full saturation; (1, 0) with hue -0.5 follows (0, 1) in column
     // order, and (0, 0), visited first, has no colour before it.
     const CImage<float> in = pixels<float>(2, 2, 2, {1, -0.5f, 0.25f, 0, 1, 1, 1, 1});
@@ -349,7 +339,7 @@ TEST(ColormapInteger, UnscaledValuesWrapInsteadOfSaturating)
 template <class T> using ColormapTyped = ::testing::Test;
 TYPED_TEST_SUITE(ColormapTyped, PixelTypes);
 
-TYPED_TEST(ColormapTyped, WrongChannelCountOrTypeAfterTheResize)
+TYPED_TEST(ColormapTyped, RefusalsAfterTheResizeAndDepthPrintsItsLine)
 {
     using T = TypeParam;
     const char* const pcChannels = "Wrong number of channels";
@@ -368,10 +358,7 @@ TYPED_TEST(ColormapTyped, WrongChannelCountOrTypeAfterTheResize)
     }
     // Without a pixel no colour is asked for, so nothing is refused.
     expectSameImage(render(CImage<T>(0, 5, 1), TColormapType(42)), CImage<T>(0, 5, 3));
-}
 
-TYPED_TEST(ColormapTyped, ExecWithoutImagesIsRefusedAndDepthPrintsItsLine)
-{
     CColormap<TypeParam> map(COLORMAP_GRAY);
     CImage<TypeParam> image(2, 2, 1);
     map.setInput(&image);
