@@ -300,7 +300,7 @@ TEST(BlobEmph, DistanceWeightedBySquaredOffsetPlusOne)
     EXPECT_EQ(out.getPixel(1, 0, 0), 0.0f);
 }
 
-TEST(HistogramDistance, FractionOfPixelsBelowInStepsOfOneHundredth)
+TEST(HistogramDistance, FractionOfPixelsBelowAndThePointerVariant)
 {
     // Ten pixels at distances 0, 1, ..., 9.
     CImage<float> image(10, 1, 1);
@@ -333,26 +333,24 @@ TEST(HistogramDistance, FractionOfPixelsBelowInStepsOfOneHundredth)
     const CImage<float> out = HistogramDistance(&same, afRef, 0.5f, 2.0f, fResult);
     EXPECT_EQ(fResult, 0.02f);
     EXPECT_STREQ(out.getChannelInfo(0), "euclid_dist_to_0.25_0.75");
-}
 
-TEST(PointerDistance, SameDistancesAsTheAccessorsAndIgnoresItsFloats)
-{
-    const CImage<float> image = randomTestImage<float>(7, 5, 3, 17, true);
-    const float afRef[3] = {0.5f, -1.0f, 2.0f};
+    // The pointer variant: the same distances; its floats are ignored.
+    const CImage<float> noisy = randomTestImage<float>(7, 5, 3, 17, true);
+    const float afRef3[3] = {0.5f, -1.0f, 2.0f};
     float fHist = 0.0f, fUntouched = 123.0f;
-    const CImage<float> viaHistogram = HistogramDistance(&image, afRef, 0.5f, 1.0f, fHist);
-    const CImage<float> viaPointers = PointerDistance(&image, afRef, 9.0f, -9.0f, fUntouched);
+    const CImage<float> viaHistogram = HistogramDistance(&noisy, afRef3, 0.5f, 1.0f, fHist);
+    const CImage<float> viaPointers = PointerDistance(&noisy, afRef3, 9.0f, -9.0f, fUntouched);
     EXPECT_EQ(fUntouched, 123.0f);
     expectSameImage(viaPointers, viaHistogram);
     EXPECT_STREQ(viaPointers.getChannelInfo(0), "euclid_dist_to_0.5_-1_2");
 
-    const CImage<float> same = filled<float>(3, 2, {0.5f, -1.0f, 2.0f});
+    const CImage<float> sameColour = filled<float>(3, 2, {0.5f, -1.0f, 2.0f});
     CImage<float> zeros = filled<float>(3, 2, {0});
     zeros.setChannelInfo("euclid_dist_to_0.5_-1_2", 0);
-    expectSameImage(PointerDistance(&same, afRef, 0.0f, 0.0f, fUntouched), zeros);
+    expectSameImage(PointerDistance(&sameColour, afRef3, 0.0f, 0.0f, fUntouched), zeros);
 
     const CImage<float> none(2, 2, 0);
-    const CImage<float> empty = PointerDistance(&none, afRef, 0.0f, 0.0f, fUntouched);
+    const CImage<float> empty = PointerDistance(&none, afRef3, 0.0f, 0.0f, fUntouched);
     EXPECT_EQ(empty.getPixel(1, 1, 0), 0.0f);
     EXPECT_STREQ(empty.getChannelInfo(0), "euclid_dist_to");
 }

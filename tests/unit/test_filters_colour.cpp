@@ -162,7 +162,7 @@ TYPED_TEST(ColourSpaceTyped, HsiGroupsOfThreeAndOtherModes)
     EXPECT_EQ(same.getPixel(0, 0, 2), run(CHsiRgbFilter<T>(0), rgb).getPixel(0, 0, 2));
 }
 
-TEST(ColourSpace, Rgb2HsiMaximumIntensityAndNormalizedChromaticities)
+TEST(ColourSpace, Rgb2HsiMaximumIntensityNormalizedChromaticitiesAndRefusals)
 {
     // Channel 1 is deselected; (1, 0) is black: no saturation.
     CImage<float> in = pixels<float>(2, 1, 4, {0.25f, 0, 9, 0, 0.5f, 0, 0.375f, 0});
@@ -193,20 +193,17 @@ TEST(ColourSpace, Rgb2HsiMaximumIntensityAndNormalizedChromaticities)
     expectPixel(out32, 0, 0, {0.25f, 0.25f});
     EXPECT_TRUE(std::isnan(out32.getPixel(1, 0, 0))); // 0 / 0, unguarded
     EXPECT_TRUE(std::isnan(out32.getPixel(1, 0, 1)));
-}
 
-TEST(ColourSpace, RefusalsAreReportedNotRead)
-{
-    CImage<unsigned char> in8(3, 2, 3);
-    in8.setPixel(0, 0, 0, 200);
-    const CImage<float> two(2, 2, 2);
+    CImage<unsigned char> rgb8(3, 2, 3);
+    rgb8.setPixel(0, 0, 0, 200);
+    const CImage<float> twoChannels(2, 2, 2);
     CRGB2HSI<unsigned char> h8;
     CNormalizeRGB<float> n;
     CRGB2HSI<float> h;
     EXPECT_EQ(stdoutOf([&] {
-                  expectSameImage(run(h8, in8), CImage<unsigned char>(3, 2, 3));
-                  EXPECT_EQ(run(n, two).channels(), 2);
-                  EXPECT_EQ(run(h, two).channels(), 3);
+                  expectSameImage(run(h8, rgb8), CImage<unsigned char>(3, 2, 3));
+                  EXPECT_EQ(run(n, twoChannels).channels(), 2);
+                  EXPECT_EQ(run(h, twoChannels).channels(), 3);
               }),
               "Illegal depth for RGB2HSI!\n"
               "NormalizeRGB needs 3 channels (R, G and B), got 2!\n"
@@ -214,7 +211,7 @@ TEST(ColourSpace, RefusalsAreReportedNotRead)
 }
 
 // A scale that writes nothing leaves the -7s.
-TEST(ColourScales, SegmentsThirdsSpiralEndsAndNaN)
+TEST(ColourScales, SegmentsThirdsSpiralEndsHexconeAndNaN)
 {
     const float fNaN = std::nanf("");
     // Lehmann's spiral, one turn from angle 0, as in the colour maps.
@@ -258,25 +255,22 @@ TEST(ColourScales, SegmentsThirdsSpiralEndsAndNaN)
         SCOPED_TRACE(testing::Message() << (c.scale == pseudoColorScale ? "pseudo " : "") << c.v);
         EXPECT_EQ((std::vector<float>{r, g, b}), (std::vector<float>{c.r, c.g, c.b}));
     }
-}
 
-TEST(ColourScales, HsvHexconeSectorsAndHuesOutside)
-{
     const struct
     {
         float h, s, v, r, g, b;
-    } cases[] = {{0.0f, 1.0f, 1.0f, 1.0f, 0.0f, 0.0f},
-                 {0.25f, 1.0f, 1.0f, 0.5f, 1.0f, 0.0f},   // sector 1, f = 0.5
-                 {0.5f, 1.0f, 1.0f, 0.0f, 1.0f, 1.0f},    // sector 3, f = 0
-                 {0.75f, 0.5f, 1.0f, 0.75f, 0.5f, 1.0f},  // sector 4, f = 0.5
-                 {0.5f, 0.0f, 0.5f, 0.5f, 0.5f, 0.5f},
-                 // Hues outside [0, 1) write nothing.
-                 {1.0f, 1.0f, 1.0f, 0.125f, 0.25f, 0.375f},
-                 {-0.01f, 1.0f, 1.0f, 0.125f, 0.25f, 0.375f},
-                 {7.5f, 1.0f, 1.0f, 0.125f, 0.25f, 0.375f},
-                 {std::nanf(""), 1.0f, 1.0f, 0.125f, 0.25f, 0.375f},
-                 {std::numeric_limits<float>::infinity(), 1.0f, 1.0f, 0.125f, 0.25f, 0.375f}};
-    for (const auto& c : cases) {
+    } hsvCases[] = {{0.0f, 1.0f, 1.0f, 1.0f, 0.0f, 0.0f},
+                    {0.25f, 1.0f, 1.0f, 0.5f, 1.0f, 0.0f},  // sector 1, f = 0.5
+                    {0.5f, 1.0f, 1.0f, 0.0f, 1.0f, 1.0f},   // sector 3, f = 0
+                    {0.75f, 0.5f, 1.0f, 0.75f, 0.5f, 1.0f}, // sector 4, f = 0.5
+                    {0.5f, 0.0f, 0.5f, 0.5f, 0.5f, 0.5f},
+                    // Hues outside [0, 1) write nothing.
+                    {1.0f, 1.0f, 1.0f, 0.125f, 0.25f, 0.375f},
+                    {-0.01f, 1.0f, 1.0f, 0.125f, 0.25f, 0.375f},
+                    {7.5f, 1.0f, 1.0f, 0.125f, 0.25f, 0.375f},
+                    {std::nanf(""), 1.0f, 1.0f, 0.125f, 0.25f, 0.375f},
+                    {std::numeric_limits<float>::infinity(), 1.0f, 1.0f, 0.125f, 0.25f, 0.375f}};
+    for (const auto& c : hsvCases) {
         float r = 0.125f, g = 0.25f, b = 0.375f;
         hsvTorgb(c.h, c.s, c.v, r, g, b);
         SCOPED_TRACE(testing::Message() << c.h << " " << c.s);
@@ -284,7 +278,7 @@ TEST(ColourScales, HsvHexconeSectorsAndHuesOutside)
     }
 }
 
-TEST(ColormapFloat, ScalesTimes255ChannelAssignmentsAndHueOutside)
+TEST(Colormap, ScalesTimes255ChannelsHueOutsideAndIntegerWrap)
 {
     const CImage<float> row = pixels<float>(3, 1, 1, {0, 0.5f, 1});
     const CImage<float> two = pixels<float>(1, 1, 2, {0.5f, 0.25f});
@@ -321,10 +315,7 @@ TEST(ColormapFloat, ScalesTimes255ChannelAssignmentsAndHueOutside)
     expectPixel(out, 0, 1, {127.5f, 255.0f, 0.0f}); // yellow-green
     expectPixel(out, 1, 0, {127.5f, 255.0f, 0.0f});
     expectPixel(out, 1, 1, {255.0f, 0.0f, 0.0f});
-}
 
-TEST(ColormapInteger, UnscaledValuesWrapInsteadOfSaturating)
-{
     const CImage<unsigned char> in8 = pixels<unsigned char>(3, 1, 1, {2, 1, 0});
     expectPixel<unsigned char>(render(in8, COLORMAP_GRAY), 0, 0, {254, 254, 254}); // 510
     // Pseudo colour of 2: t = 14, (1, 8, 1), green 2040 wraps to 248.

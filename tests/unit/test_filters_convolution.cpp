@@ -171,7 +171,7 @@ TEST(SobelFilter, KernelsFactorsAndFallback)
     EXPECT_EQ(maskOf(standard), (std::vector<float>{1, 0, -1, 2, 0, -2, 1, 0, -1}));
 }
 
-TEST(ConvolutionState, IntegerMaskDivisorAndRefusals)
+TEST(ConvolutionState, IntegerMaskDivisorRefusalsEvenAndDegenerateSizes)
 {
     CGenericConvolution<unsigned char> conv;
     EXPECT_FALSE(conv.mmxAllowed());
@@ -194,35 +194,32 @@ TEST(ConvolutionState, IntegerMaskDivisorAndRefusals)
     expectRefusal([&] { mean.exec(); }, "CConvolution: no mask set! Set the mask before exec().");
     EXPECT_EQ(tgt.width(), 1);
     EXPECT_THROW(mean.setNeighborhood(10000, 10000), CException);
-}
 
-TEST(ConvolutionState, EvenAndDegenerateSizes)
-{
     // A 2x2 mask spans 3x3 positions; the missing column and row weigh 0.
-    CGenericConvolution<float> conv;
-    float weights[4] = {1, 2, 3, 4};
-    conv.setParameters(weights, 1.0f, 2, 2);
-    CImage<float> out = run(conv, counting<float>(3, 3));
+    CGenericConvolution<float> floatConv;
+    float afWeights[4] = {1, 2, 3, 4};
+    floatConv.setParameters(afWeights, 1.0f, 2, 2);
+    CImage<float> out = run(floatConv, counting<float>(3, 3));
     EXPECT_EQ(out.getPixel(1, 1, 0), 1 * 1 + 2 * 2 + 3 * 4 + 4 * 5.0f);
     EXPECT_EQ(out.getPixel(0, 0, 0), 4 * 1.0f); // only (0,0) under weight 4
 
     // A mean filter with an even side counts the zero-weight positions too.
-    CMeanFilter<float> mean;
-    mean.setNeighborhood(2, 1);
-    EXPECT_EQ(run(mean, counting<float>(3, 1)).getPixel(1, 0, 0), (1 + 2) / 3.0f);
+    CMeanFilter<float> evenMean;
+    evenMean.setNeighborhood(2, 1);
+    EXPECT_EQ(run(evenMean, counting<float>(3, 1)).getPixel(1, 0, 0), (1 + 2) / 3.0f);
 
     // Sizes the scripting layer passes on unchecked: no crash, defined values.
-    mean.setNeighborhood(0, 0);
-    EXPECT_EQ(run(mean, counting<float>(2, 2)).getPixel(1, 1, 0), 0.0f);
-    mean.setNeighborhood(-3, -3);
-    EXPECT_TRUE(std::isnan(run(mean, counting<float>(2, 2)).getPixel(1, 1, 0)));
+    evenMean.setNeighborhood(0, 0);
+    EXPECT_EQ(run(evenMean, counting<float>(2, 2)).getPixel(1, 1, 0), 0.0f);
+    evenMean.setNeighborhood(-3, -3);
+    EXPECT_TRUE(std::isnan(run(evenMean, counting<float>(2, 2)).getPixel(1, 1, 0)));
 
     float nanFactor = 1.0f;
-    conv.setParameters(&nanFactor, std::nanf(""), 1, 1); // NaN counts as a factor
-    EXPECT_TRUE(std::isnan(run(conv, counting<float>(2, 1)).getPixel(0, 0, 0)));
+    floatConv.setParameters(&nanFactor, std::nanf(""), 1, 1); // NaN counts as a factor
+    EXPECT_TRUE(std::isnan(run(floatConv, counting<float>(2, 1)).getPixel(0, 0, 0)));
 }
 
-TEST(MaskGenerator, AverageIsNineNinthsAndKeepsAConstant)
+TEST(MaskGenerator, EveryTypeNormalisesBothSignsAndTheAverageKeepsAConstant)
 {
     EXPECT_EQ(generate(3, 9.0f), std::vector<float>(9, float(1.0 / 9)));
     // Without a mask set the filter generates one in a buffer of its own.
@@ -234,6 +231,16 @@ TEST(MaskGenerator, AverageIsNineNinthsAndKeepsAConstant)
     expectSameImage(out, in);
     ASSERT_NE(filter.mask(), nullptr);
     EXPECT_EQ(filter.mask()[4], float(1.0 / 9));
+
+    // Types with both signs: +1 and -1. All-negative "other" types: -1 only.
+    for (auto [fType, dPos, dNeg] :
+         {std::tuple{2.0f, 1, -1}, {4.0f, 1, -1}, {5.0f, 1, -1}, {6.0f, 1, -1}, {7.0f, 1, -1},
+          {8.0f, 1, -1}, {9.7f, 1, 0}, {11.0f, 0, -1}, {-3.0f, 0, -1}}) {
+        SCOPED_TRACE(fType);
+        expectSums(generate(7, fType, 30.0f, 0.5f), dPos, dNeg);
+    }
+    // Every cell of an unknown type is -1 before normalisation: -1/49 after.
+    EXPECT_EQ(generate(7, 10.0f), std::vector<float>(49, float(1.0f / -49.0f)));
 }
 
 TEST(MaskGenerator, GaussIsSymmetricSumsToOneAndShiftsEvenSizesByHalfAPixel)
@@ -278,19 +285,6 @@ TEST(MaskGenerator, OddDerivativesAreAntisymmetricInTheRowOffset)
             EXPECT_GT(m[n * 1 + 2], 0.0f);
         }
     }
-}
-
-TEST(MaskGenerator, EveryTypeNormalisesBothSigns)
-{
-    // Types with both signs: +1 and -1. All-negative "other" types: -1 only.
-    for (auto [fType, dPos, dNeg] :
-         {std::tuple{2.0f, 1, -1}, {4.0f, 1, -1}, {5.0f, 1, -1}, {6.0f, 1, -1}, {7.0f, 1, -1},
-          {8.0f, 1, -1}, {9.7f, 1, 0}, {11.0f, 0, -1}, {-3.0f, 0, -1}}) {
-        SCOPED_TRACE(fType);
-        expectSums(generate(7, fType, 30.0f, 0.5f), dPos, dNeg);
-    }
-    // Every cell of an unknown type is -1 before normalisation: -1/49 after.
-    EXPECT_EQ(generate(7, 10.0f), std::vector<float>(49, float(1.0f / -49.0f)));
 }
 
 TEST(MaskGenerator, QuarterTurnTransposesTheBar)
