@@ -51,7 +51,6 @@ TEST(GaussFilter, MasksTheCornerFadeAndWideBandwidths)
     CGaussFilter<float> gauss;
     EXPECT_TRUE(gauss.mmxAllowed());
     EXPECT_EQ(stdoutOf([&] { gauss.setBandwidth(1.0f); }), "\n\n\n");
-    EXPECT_EQ(gauss.maskWidth(), 3);
     EXPECT_EQ(maskOf(gauss), (std::vector<float>{6, 10, 6, 10, 16, 10, 6, 10, 6}));
     EXPECT_EQ(gauss.factor(), 0.0125f);
     CImage<float> out = run(gauss, filled<float>(5, 4, {100.0f}));
@@ -243,7 +242,7 @@ TEST(MaskGenerator, EveryTypeNormalisesBothSignsAndTheAverageKeepsAConstant)
     EXPECT_EQ(generate(7, 10.0f), std::vector<float>(49, float(1.0f / -49.0f)));
 }
 
-TEST(MaskGenerator, GaussIsSymmetricSumsToOneAndShiftsEvenSizesByHalfAPixel)
+TEST(MaskGenerator, GaussSymmetricAndOddDerivativesAntisymmetric)
 {
     for (int iSize : {3, 5, 6}) {
         const std::vector<float> m = generate(iSize, 0.0f, 0.0f, 2.0f);
@@ -266,23 +265,20 @@ TEST(MaskGenerator, GaussIsSymmetricSumsToOneAndShiftsEvenSizesByHalfAPixel)
     const std::vector<float> even = generate(4, 0.0f);
     EXPECT_EQ((std::vector<float>{even[6], even[9], even[10]}), std::vector<float>(3, even[5]));
     EXPECT_NEAR(even[5] / even[0], std::exp(4.0), 1e-4); // 4.5 - 0.5
-}
 
-TEST(MaskGenerator, OddDerivativesAreAntisymmetricInTheRowOffset)
-{
     for (float fType : {1.0f, 3.0f}) {
         const int n = 5;
-        const std::vector<float> m = generate(n, fType, 0.0f, 1.5f);
+        const std::vector<float> d = generate(n, fType, 0.0f, 1.5f);
         for (int j = 0; j < n; ++j)
             for (int i = 0; i < n; ++i)
-                EXPECT_EQ(m[n * j + i], -m[n * (n - 1 - j) + i]) << fType << " " << j << "," << i;
+                EXPECT_EQ(d[n * j + i], -d[n * (n - 1 - j) + i]) << fType << " " << j << "," << i;
         for (int i = 0; i < n; ++i)
-            EXPECT_EQ(std::fabs(m[n * 2 + i]), 0.0f); // the centre row
-        expectSums(m, 1.0, -1.0);
+            EXPECT_EQ(std::fabs(d[n * 2 + i]), 0.0f); // the centre row
+        expectSums(d, 1.0, -1.0);
         // Type 1 is -2 Y E: negative below the centre row (Y > 0).
         if (fType == 1.0f) {
-            EXPECT_LT(m[n * 3 + 2], 0.0f);
-            EXPECT_GT(m[n * 1 + 2], 0.0f);
+            EXPECT_LT(d[n * 3 + 2], 0.0f);
+            EXPECT_GT(d[n * 1 + 2], 0.0f);
         }
     }
 }
@@ -302,7 +298,7 @@ TEST(MaskGenerator, QuarterTurnTransposesTheBar)
     EXPECT_LT(upright[0], 0.0f);
 }
 
-TEST(MaskConvolution, RefusalsAndClipToRange)
+TEST(MaskConvolution, RefusalsClipToRangeAndPerProductTruncation)
 {
     const CImage<unsigned char> in(3, 3, 1);
     CImage<unsigned char> out(1, 1, 1);
@@ -314,6 +310,30 @@ TEST(MaskConvolution, RefusalsAndClipToRange)
                   "CConvolutionFilter: mask size 100000 out of range (at most 4096)!");
     for (auto [iValue, iClipped] : {std::pair{-3, 0}, {12, 9}, {4, 4}})
         EXPECT_EQ(CConvolutionFilter<float>::clip2range(0, iValue, 9), iClipped);
+
+    // The centre of a 3x3 image of value under a mask of weight.
+    const auto centre = [](auto value, float fWeight, int iSize) {
+        std::vector<float> mask(iSize * iSize, fWeight);
+        return convolve(filled<decltype(value)>(3, 3, {value}), mask, iSize).getPixel(1, 1, 0);
+    };
+    // 3 * 0.5 = 1.5 truncates to 1 nine times: 9, not 13.
+    EXPECT_EQ(centre((unsigned char)3, 0.5f, 3), 9);
+    EXPECT_EQ(centre(3.0f, 0.5f, 3), 13.5f);
+    // Negative weights subtract and wrap instead of clamping.
+    EXPECT_EQ(centre((unsigned char)5, -1.0f, 1), 251);
+    EXPECT_EQ(centre((unsigned short)5, -1.0f, 1), 65531);
+    EXPECT_EQ(centre((unsigned char)100, 1.0f, 3), 900 % 256); // large sums wrap too
+    // -0.5 truncates to 0 per term: nothing is subtracted.
+    EXPECT_EQ(centre((unsigned char)1, -0.5f, 3), 0);
+    // Generated average 3 x 3 on a single bright pixel: 90 * 0.11111111 =
+    // 10.0000002 per term, truncated to 10 at the pixels that see it once.
+    CImage<unsigned char> bright(5, 5, 1);
+    bright.setPixel(2, 2, 0, 90);
+    std::vector<float> unused;
+    const CImage<unsigned char> brightOut = convolve(bright, unused, 3, 0, 9.0f);
+    EXPECT_EQ(brightOut.getPixel(1, 1, 0), 10);
+    EXPECT_EQ(brightOut.getPixel(3, 2, 0), 10);
+    EXPECT_EQ(brightOut.getPixel(0, 0, 0), 0);
 }
 
 template <class T> using MaskConvolutionTyped = ::testing::Test;
@@ -351,29 +371,3 @@ TYPED_TEST(MaskConvolutionTyped, ExternalMasksRepeatedEdgesEveryChannelAndInPlac
     expectSameImage(image, filled<T>(6, 5, {T(0), T(0)}));
 }
 
-TEST(MaskConvolution, IntegerDepthsTruncateEachProductAndWrap)
-{
-    // The centre of a 3x3 image of value under a mask of weight.
-    const auto centre = [](auto value, float fWeight, int iSize) {
-        std::vector<float> mask(iSize * iSize, fWeight);
-        return convolve(filled<decltype(value)>(3, 3, {value}), mask, iSize).getPixel(1, 1, 0);
-    };
-    // 3 * 0.5 = 1.5 truncates to 1 nine times: 9, not 13.
-    EXPECT_EQ(centre((unsigned char)3, 0.5f, 3), 9);
-    EXPECT_EQ(centre(3.0f, 0.5f, 3), 13.5f);
-    // Negative weights subtract and wrap instead of clamping.
-    EXPECT_EQ(centre((unsigned char)5, -1.0f, 1), 251);
-    EXPECT_EQ(centre((unsigned short)5, -1.0f, 1), 65531);
-    EXPECT_EQ(centre((unsigned char)100, 1.0f, 3), 900 % 256); // large sums wrap too
-    // -0.5 truncates to 0 per term: nothing is subtracted.
-    EXPECT_EQ(centre((unsigned char)1, -0.5f, 3), 0);
-    // Generated average 3 x 3 on a single bright pixel: 90 * 0.11111111 =
-    // 10.0000002 per term, truncated to 10 at the pixels that see it once.
-    CImage<unsigned char> in(5, 5, 1);
-    in.setPixel(2, 2, 0, 90);
-    std::vector<float> unused;
-    const CImage<unsigned char> out = convolve(in, unused, 3, 0, 9.0f);
-    EXPECT_EQ(out.getPixel(1, 1, 0), 10);
-    EXPECT_EQ(out.getPixel(3, 2, 0), 10);
-    EXPECT_EQ(out.getPixel(0, 0, 0), 0);
-}

@@ -1,5 +1,6 @@
 // CTransformation: channel selection, the exec() drivers, assertions, layout.
 #include <algorithm>
+#include <tuple>
 
 #include "FilterRun.h"
 
@@ -126,13 +127,12 @@ TYPED_TEST(TransformationTyped, MaskOperations)
     EXPECT_EQ(t.depth(), tirn::PixelTraits<T>::depth);
     t.setInput(&image);
     EXPECT_EQ(t.selected(), 4);
-    t.selectChannel(1, false);
-    t.selectChannel(1, false); // already false: no change to the count
-    t.selectChannel(2, true);  // already true
-    EXPECT_EQ(t.selected(), 3);
-    t.selectChannel(1, true);
-    t.selectChannel(3, false);
-    EXPECT_EQ(t.selected(), 3);
+    // Setting a channel to what it already is leaves the count alone.
+    for (auto [iChannel, bOn, iCount] :
+         {std::tuple{1, false, 3}, {1, false, 3}, {2, true, 3}, {1, true, 4}, {3, false, 3}}) {
+        t.selectChannel(iChannel, bOn);
+        EXPECT_EQ(t.selected(), iCount) << iChannel << bOn;
+    }
 
     bool caller[4] = {false, true, false, true};
     t.setMask(caller); // copies the object's selection into the caller's array
@@ -172,7 +172,7 @@ TYPED_TEST(TransformationTyped, MaskOperations)
     EXPECT_EQ(t.selected(), 0);
 }
 
-TYPED_TEST(TransformationTyped, SingleChannelDriver)
+TYPED_TEST(TransformationTyped, SingleAndMultiChannelDriversAndNothingSelected)
 {
     using T = TypeParam;
     const CImage<T> source = numbered<T>(3, 2, 3, 10, 1, 0);
@@ -199,6 +199,41 @@ TYPED_TEST(TransformationTyped, SingleChannelDriver)
     t.exec();
     EXPECT_EQ(inPlace.getPixel(1, 1, 0), T(2));
     EXPECT_EQ(inPlace.getPixel(1, 1, 1), T(13));
+
+    const CImage<T> four = numbered<T>(3, 2, 4, 10, 1, 0);
+    CImage<T> multiTarget(1, 1, 1);
+    Probe<T> multi;
+    multi.wire(four, multiTarget);
+    // Nothing selected: neither mode runs, the target is left alone.
+    stdoutOf([&] { EXPECT_EQ(multi.selectChannel("X!"), 0); });
+    EXPECT_EQ(multi.selected(), 0);
+    multi.exec();
+    multi.setMutliChannelOp(true);
+    multi.exec();
+    EXPECT_EQ(multi.iPre + multi.iPost, 0);
+    expectSameImage(multiTarget, CImage<T>(1, 1, 1));
+
+    ASSERT_EQ(multi.selectChannel("#X#X"), 1);
+    multi.exec();
+    EXPECT_EQ(multi.multiSeen, (std::vector<T>{T(2), T(1), T(10), T(30)}));
+    EXPECT_EQ(multiTarget.width(), 3);
+    EXPECT_EQ(multiTarget.height(), 2);
+    EXPECT_EQ(four.channels(), 4);
+    EXPECT_EQ(multi.iPre + multi.iPost, 2);
+
+    // The base class's modes only report; the target is still resized.
+    const CImage<T> one(2, 1, 1);
+    Probe<T> base;
+    base.bUseBase = true;
+    base.wire(one, multiTarget);
+    EXPECT_EQ(stdoutOf([&] {
+                  base.exec();
+                  base.setMutliChannelOp(true);
+                  base.exec();
+              }),
+              "No implementation for single-channel mode.\n"
+              "No implementation for multi-channel mode.\n");
+    EXPECT_EQ(multiTarget.width(), 2);
 }
 
 // An operation that overwrites its target gets the previous result's
@@ -233,45 +268,6 @@ TYPED_TEST(TransformationTyped, ScratchReusesOnlyAnUnsharedResult)
     }
 }
 
-TYPED_TEST(TransformationTyped, MultiChannelDriverAndNothingSelected)
-{
-    using T = TypeParam;
-    const CImage<T> source = numbered<T>(3, 2, 4, 10, 1, 0);
-    CImage<T> target(1, 1, 1);
-    Probe<T> t;
-    t.wire(source, target);
-    // Nothing selected: neither mode runs, the target is left alone.
-    stdoutOf([&] { EXPECT_EQ(t.selectChannel("X!"), 0); });
-    EXPECT_EQ(t.selected(), 0);
-    t.exec();
-    t.setMutliChannelOp(true);
-    t.exec();
-    EXPECT_EQ(t.iPre + t.iPost, 0);
-    expectSameImage(target, CImage<T>(1, 1, 1));
-
-    ASSERT_EQ(t.selectChannel("#X#X"), 1);
-    t.exec();
-    EXPECT_EQ(t.multiSeen, (std::vector<T>{T(2), T(1), T(10), T(30)}));
-    EXPECT_EQ(target.width(), 3);
-    EXPECT_EQ(target.height(), 2);
-    EXPECT_EQ(source.channels(), 4);
-    EXPECT_EQ(t.iPre + t.iPost, 2);
-
-    // The base class's modes only report; the target is still resized.
-    const CImage<T> one(2, 1, 1);
-    Probe<T> base;
-    base.bUseBase = true;
-    base.wire(one, target);
-    EXPECT_EQ(stdoutOf([&] {
-                  base.exec();
-                  base.setMutliChannelOp(true);
-                  base.exec();
-              }),
-              "No implementation for single-channel mode.\n"
-              "No implementation for multi-channel mode.\n");
-    EXPECT_EQ(target.width(), 2);
-}
-
 // The binding reads every instantiation through the unsigned char one, and a
 // two-image filter's depths straight from the object: the two ints right
 // after the virtual table.
@@ -282,7 +278,8 @@ TYPED_TEST(TransformationTyped, LayoutTheBindingReads)
     EXPECT_EQ(Probe<T>().fieldOffsets(), Probe<unsigned char>().fieldOffsets());
     const auto depths = [](const CFilter<T, T>& filter) {
         std::vector<int> v(2);
-        std::memcpy(v.data(), reinterpret_cast<const char*>(&filter) + sizeof(void*), 2 * sizeof(int));
+        std::memcpy(v.data(), reinterpret_cast<const char*>(&filter) + sizeof(void*),
+                    2 * sizeof(int));
         return v;
     };
     const std::vector<int> own(2, tirn::PixelTraits<T>::depth);
