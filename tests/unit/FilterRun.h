@@ -55,6 +55,18 @@ template <class T> CImage<T> run(CFilter<T, T>&& filter, const CImage<T>& src)
     return out;
 }
 
+// A colour map of type iType drawn from a copy of in, into a new image or
+// (bInPlace) into that copy itself.
+template <class T> CImage<T> colourMap(const CImage<T>& in, int iType, bool bInPlace = false)
+{
+    CImage<T> image(in), out(1, 1, 1);
+    CColormap<T> map{TColormapType(iType)};
+    map.setInput(&image);
+    map.setOutput(bInPlace ? &image : &out);
+    map.exec();
+    return bInPlace ? image : out;
+}
+
 // The channels of pixel (x, y), from channel 0 on.
 template <class T>
 void expectPixel(const CImage<T>& image, int x, int y, std::initializer_list<T> values)

@@ -46,16 +46,6 @@ void add(std::vector<Kernel<T>>& k, std::string sName, int n, bool bBanded, Setu
                  }});
 }
 
-template <class T> CImage<T> colourMap(const CImage<T>& in, int iType, bool bInPlace)
-{
-    CImage<T> image(in), out(1, 1, 1);
-    CColormap<T> map{TColormapType(iType)};
-    map.setInput(&image);
-    map.setOutput(bInPlace ? &image : &out);
-    map.exec();
-    return bInPlace ? image : out;
-}
-
 template <class T> std::vector<Kernel<T>> kernels()
 {
     std::vector<Kernel<T>> k;
@@ -161,7 +151,7 @@ template <class T> std::vector<Kernel<T>> kernels()
     for (int iType = 0; iType <= 9; ++iType) {
         const int n = iType <= 4 ? 1 : iType <= 8 ? 2 : 3;
         k.push_back({"colour map " + std::to_string(iType), n, iType == 7,
-                     [iType](const CImage<T>& in) { return colourMap(in, iType, false); }});
+                     [iType](const CImage<T>& in) { return colourMap(in, iType); }});
         // In place the target takes three channels: only the schemes that
         // read channel 0 alone, or all three, accept it.
         if (n == 1 || n == 3)
@@ -171,7 +161,7 @@ template <class T> std::vector<Kernel<T>> kernels()
     // Without a NaN the pseudo colour scale runs in bands.
     k.push_back({"colour map pseudo without NaN", 1, true, [](const CImage<T>& in) {
                      const CImage<T> noNaN = randomTestImage<T>(in.width(), in.height(), 1, 3);
-                     return colourMap(noNaN, COLORMAP_PSEUDO, false);
+                     return colourMap(noNaN, COLORMAP_PSEUDO);
                  }});
     static float afWeights[] = {-0.5f, -0.2f, 0.1f, 0.4f, 0.7f};
     for (int n : {1, 3, 5})
