@@ -242,7 +242,7 @@ TEST(MaskGenerator, EveryTypeNormalisesBothSignsAndTheAverageKeepsAConstant)
     EXPECT_EQ(generate(7, 10.0f), std::vector<float>(49, float(1.0f / -49.0f)));
 }
 
-TEST(MaskGenerator, GaussSymmetricAndOddDerivativesAntisymmetric)
+TEST(MaskGenerator, GaussAndDerivativeSymmetriesAndTheTurnedBar)
 {
     for (int iSize : {3, 5, 6}) {
         const std::vector<float> m = generate(iSize, 0.0f, 0.0f, 2.0f);
@@ -281,18 +281,16 @@ TEST(MaskGenerator, GaussSymmetricAndOddDerivativesAntisymmetric)
             EXPECT_GT(d[n * 1 + 2], 0.0f);
         }
     }
-}
 
-TEST(MaskGenerator, QuarterTurnTransposesTheBar)
-{
-    const int n = 5;
-    const std::vector<float> upright = generate(n, 6.0f, 0.0f, 1.0f);
-    const std::vector<float> turned = generate(n, 6.0f, 90.0f, 1.0f);
-    for (int j = 0; j < n; ++j)
-        for (int i = 0; i < n; ++i) {
-            EXPECT_NEAR(turned[n * j + i], upright[n * i + j], 1e-6f);
-            // Upright, the bar runs down the centre column.
-            EXPECT_EQ(upright[n * j + i], upright[n * 0 + i]);
+    // A quarter turn transposes the bar, which upright runs down the centre
+    // column.
+    const int k = 5;
+    const std::vector<float> upright = generate(k, 6.0f, 0.0f, 1.0f);
+    const std::vector<float> turned = generate(k, 6.0f, 90.0f, 1.0f);
+    for (int j = 0; j < k; ++j)
+        for (int i = 0; i < k; ++i) {
+            EXPECT_NEAR(turned[k * j + i], upright[k * i + j], 1e-6f);
+            EXPECT_EQ(upright[k * j + i], upright[k * 0 + i]);
         }
     EXPECT_GT(upright[2], 0.0f);
     EXPECT_LT(upright[0], 0.0f);

@@ -54,14 +54,6 @@ public:
     }
 };
 
-std::string maskOf(const CTransformation<float>& t, int n)
-{
-    std::string s;
-    for (int i = 0; i < n; ++i)
-        s += t.isSelected(i) ? 'X' : '#';
-    return s;
-}
-
 std::string lengthRefusal(int iSet, int iRequired)
 {
     return " Illegal selection length: " + std::to_string(iSet) + " set but " +
@@ -111,7 +103,10 @@ TEST(TransformationSelection, StringsAndMessages)
         Probe<float> t;
         t.setInput(&image);
         EXPECT_EQ(stdoutOf([&] { EXPECT_EQ(t.selectChannel(s.pcCommand), s.iResult); }), s.sOutput);
-        EXPECT_EQ(maskOf(t, s.iChannels), s.sMask);
+        std::string sMask;
+        for (int i = 0; i < s.iChannels; ++i)
+            sMask += t.isSelected(i) ? 'X' : '#';
+        EXPECT_EQ(sMask, s.sMask);
         EXPECT_EQ(t.selected(), std::count(s.sMask.begin(), s.sMask.end(), 'X'));
     }
 }
