@@ -23,7 +23,7 @@ TYPED_TEST_SUITE(ColourSpaceTyped, PixelTypes);
 
 // Offsets, clamping to 0...255 (at depth 16 as well), truncation at the
 // integer depths; float offsets are subtracted in single precision.
-TYPED_TEST(ColourSpaceTyped, YuvWorkedValuesRefusalsNamesAndResize)
+TYPED_TEST(ColourSpaceTyped, YuvAndHsiRgbFilters)
 {
     using T = TypeParam;
     const bool b16 = sizeof(T) == 2;
@@ -64,6 +64,28 @@ TYPED_TEST(ColourSpaceTyped, YuvWorkedValuesRefusalsNamesAndResize)
     for (int c = 0; c < 3; ++c)
         want.setChannelInfo(std::string(1, "RGB"[c]).c_str(), c);
     expectSameImage(out, want);
+
+    // HSI: channel 3 is past the last complete group, never written.
+    CImage<T> fourIn = pixels<T>(2, 1, 4, {0, 1, 0, 1, 0, 1, 0, 1}), fourOut(2, 1, 4);
+    fourOut.setPixel(1, 0, 3, T(77));
+    CHsiRgbFilter<T>(0).exec(&fourIn, &fourOut);
+    EXPECT_EQ(fourOut.getPixel(1, 0, 3), T(77));
+    // 3 * 0.3333333333 rounds to 1 in float and truncates to 0 otherwise.
+    EXPECT_EQ(fourOut.getPixel(1, 0, 2), T(tirn::isIntegerPixel<T>() ? 0 : 1));
+    // Two channels: no group, only the resize.
+    CImage<T> two(3, 2, 2), small(1, 1, 1);
+    two.setPixel(0, 0, 0, T(9));
+    CHsiRgbFilter<T>(1).exec(&two, &small);
+    expectSameImage(small, CImage<T>(3, 2, 2));
+    // Another mode converts nothing; SetMode changes it.
+    CImage<T> rgb = randomTestImage<T>(3, 3, 3, 5);
+    CImage<T> same(rgb);
+    CHsiRgbFilter<T> hsi(2);
+    hsi.exec(&rgb, &same);
+    expectSameImage(same, rgb);
+    hsi.SetMode(0);
+    hsi.exec(&rgb, &same);
+    EXPECT_EQ(same.getPixel(0, 0, 2), run(CHsiRgbFilter<T>(0), rgb).getPixel(0, 0, 2));
 }
 
 // The 8-bit path computes in integers what is defined in double: every one
@@ -113,32 +135,6 @@ TEST(ColourSpace, HsiWorkedValues)
         for (int c = 0; c < 3; ++c)
             EXPECT_NEAR(back.getPixel(0, 0, c), rgb[c], 2e-6f) << c;
     }
-}
-
-TYPED_TEST(ColourSpaceTyped, HsiGroupsOfThreeAndOtherModes)
-{
-    using T = TypeParam;
-    // Channel 3 is past the last complete group: never written.
-    CImage<T> in = pixels<T>(2, 1, 4, {0, 1, 0, 1, 0, 1, 0, 1}), out(2, 1, 4);
-    out.setPixel(1, 0, 3, T(77));
-    CHsiRgbFilter<T>(0).exec(&in, &out);
-    EXPECT_EQ(out.getPixel(1, 0, 3), T(77));
-    // 3 * 0.3333333333 rounds to 1 in float and truncates to 0 otherwise.
-    EXPECT_EQ(out.getPixel(1, 0, 2), T(tirn::isIntegerPixel<T>() ? 0 : 1));
-    // Two channels: no group, only the resize.
-    CImage<T> two(3, 2, 2), small(1, 1, 1);
-    two.setPixel(0, 0, 0, T(9));
-    CHsiRgbFilter<T>(1).exec(&two, &small);
-    expectSameImage(small, CImage<T>(3, 2, 2));
-    // Another mode converts nothing; SetMode changes it.
-    CImage<T> rgb = randomTestImage<T>(3, 3, 3, 5);
-    CImage<T> same(rgb);
-    CHsiRgbFilter<T> filter(2);
-    filter.exec(&rgb, &same);
-    expectSameImage(same, rgb);
-    filter.SetMode(0);
-    filter.exec(&rgb, &same);
-    EXPECT_EQ(same.getPixel(0, 0, 2), run(CHsiRgbFilter<T>(0), rgb).getPixel(0, 0, 2));
 }
 
 TEST(ColourSpace, Rgb2HsiMaximumIntensityNormalizedChromaticitiesAndRefusals)

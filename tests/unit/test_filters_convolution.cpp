@@ -85,7 +85,7 @@ TEST(GaussFilter, MasksTheCornerFadeAndWideBandwidths)
 template <class T> using ConvolutionTyped = ::testing::Test;
 TYPED_TEST_SUITE(ConvolutionTyped, PixelTypes);
 
-TYPED_TEST(ConvolutionTyped, MeanAveragesWhatExists)
+TYPED_TEST(ConvolutionTyped, MeanAndSobelSumWhatExists)
 {
     using T = TypeParam;
     CMeanFilter<T> mean;
@@ -98,6 +98,17 @@ TYPED_TEST(ConvolutionTyped, MeanAveragesWhatExists)
                     pixels<T>(3, 3, 1, {3, 3.5, 4, 4.5, 5, 5.5, 6, 6.5, 7}));
     mean.setNeighborhood(5, 7); // larger than the image: all border
     expectSameImage(run(mean, counting<T>(3, 3)), filled<T>(3, 3, {T(5)}));
+
+    CSobelFilter<T> sobel;
+    EXPECT_TRUE(sobel.mmxAllowed());
+    // Columns 0, 0, 80: the horizontal kernel gives -320 before the factor,
+    // wrapped at the integer depths.
+    const CImage<T> sobelOut = run(sobel, pixels<T>(3, 3, 1, {0, 0, 80, 0, 0, 80, 0, 0, 80}));
+    EXPECT_EQ(sobelOut.getPixel(1, 1, 0),
+              T(sizeof(T) == 4 ? -(0.0626f * -320.0f) : sizeof(T) == 2 ? 65516 : 236));
+    // Corner (0,0): only the right column's weights -1 (row 1), -2 (row 2)
+    // meet pixels, and of those only column 1 (value 0) lies inside.
+    EXPECT_EQ(sobelOut.getPixel(0, 0, 0), T(0));
 }
 
 // One weight, one pixel: products truncate and wrap at the integer depths.
@@ -120,21 +131,6 @@ TYPED_TEST(ConvolutionTyped, TruncationAndWrap)
         conv.setParameters(&c.fWeight, c.fFactor, 1, 1);
         EXPECT_EQ(run(conv, filled<T>(2, 2, {c.in})).getPixel(1, 1, 0), c.out) << c.fWeight;
     }
-}
-
-TYPED_TEST(ConvolutionTyped, SobelResponses)
-{
-    using T = TypeParam;
-    CSobelFilter<T> sobel;
-    EXPECT_TRUE(sobel.mmxAllowed());
-    // Columns 0, 0, 80: the horizontal kernel gives -320 before the factor,
-    // wrapped at the integer depths.
-    const CImage<T> out = run(sobel, pixels<T>(3, 3, 1, {0, 0, 80, 0, 0, 80, 0, 0, 80}));
-    EXPECT_EQ(out.getPixel(1, 1, 0),
-              T(sizeof(T) == 4 ? -(0.0626f * -320.0f) : sizeof(T) == 2 ? 65516 : 236));
-    // Corner (0,0): only the right column's weights -1 (row 1), -2 (row 2)
-    // meet pixels, and of those only column 1 (value 0) lies inside.
-    EXPECT_EQ(out.getPixel(0, 0, 0), T(0));
 }
 
 TEST(SobelFilter, KernelsFactorsAndFallback)

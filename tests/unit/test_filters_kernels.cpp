@@ -102,8 +102,6 @@ template <class T> std::vector<Kernel<T>> kernels()
                      filter.pfMask = mask.data();
                      return run(std::move(filter), in);
                  }});
-
-    // Rank filters.
     for (int n : {-1, 0, 1, 2, 3, 4, 5, 7}) {
         add<CMedianFilter<T>>(k, "median " + std::to_string(n), 1, n == 5,
                               [n](CMedianFilter<T>& f) { f.setSize(n); });
@@ -117,8 +115,6 @@ template <class T> std::vector<Kernel<T>> kernels()
     for (int r : {0, 1, 2, 3})
         k.push_back({"simple median " + std::to_string(r), 2, r == 1,
                      [r](const CImage<T>& in) { return run(CsimpleMedian<T>(r), in); }});
-
-    // Point and channel operations.
     for (const char* pcSelection : {"XXX", "X#X", "##X"})
         for (int iOp = 0; iOp <= 5; ++iOp)
             add<CCombineChannel<T>>(
