@@ -35,16 +35,22 @@
 #include "filters/SimdRows.h"
 #include "filters/utils.h"
 
-// pcSelection, if given, is the channel selection string.
+// pcSelection, if given, is the channel selection string; pFirst, if given,
+// an image the filter runs on first, into the same target.
 template <class T>
-CImage<T> run(CTransformation<T>& filter, const CImage<T>& src, const char* pcSelection = nullptr)
+CImage<T> run(CTransformation<T>& filter, const CImage<T>& src, const char* pcSelection = nullptr,
+              const CImage<T>* pFirst = nullptr)
 {
     CImage<T> out(1, 1, 1);
-    filter.setInput(&src);
-    if (pcSelection)
-        filter.selectChannel(pcSelection);
-    filter.setOutput(&out);
-    filter.exec();
+    for (const CImage<T>* pSource : {pFirst, &src}) {
+        if (!pSource)
+            continue;
+        filter.setInput(pSource);
+        if (pcSelection)
+            filter.selectChannel(pcSelection);
+        filter.setOutput(&out);
+        filter.exec();
+    }
     return out;
 }
 

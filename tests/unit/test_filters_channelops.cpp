@@ -125,12 +125,11 @@ TEST(Threshold, ParametersComeFromTheImageAndRefusals)
               "Wrong depth for thresholding");
 
     const CImage<float> two(4, 4, 2);
-    CThreshold<float> t32;
-    EXPECT_EQ(stdoutOf([&] { out = run(t32, two); }), "Too many channels for thresholding");
+    EXPECT_EQ(stdoutOf([&] { out = run(threshold, two); }), "Too many channels for thresholding");
     EXPECT_EQ(out.channels(), 1);
     // One channel selected of two is fine.
-    EXPECT_EQ(stdoutOf([&] { run(t32, two, "#X"); }), "");
-    EXPECT_EQ(stdoutOf([&] { run(t32, CImage<float>(5, 1, 1)); }),
+    EXPECT_EQ(stdoutOf([&] { run(threshold, two, "#X"); }), "");
+    EXPECT_EQ(stdoutOf([&] { run(threshold, CImage<float>(5, 1, 1)); }),
               "Too small image for thresholding (5x1, at least 2x2 needed)");
 }
 

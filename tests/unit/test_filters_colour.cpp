@@ -105,7 +105,7 @@ TEST(ColourSpace, YuvAtDepth8MatchesTheReferenceOnEveryInput)
     hwy::SetSupportedTargetsForTest(0);
 }
 
-TEST(ColourSpace, HsiWorkedValues)
+TEST(ColourSpace, HsiRgb2HsiAndNormalizedRgbWorkedValuesAndRefusals)
 {
     expectPixel(hsiRgb<float>({1, 0, 0}, 0), 0, 0, {0.0f, 1.0f, float(0.3333333333)});
     expectPixel(hsiRgb<float>({0, 0, 1}, 0), 0, 0,
@@ -135,10 +135,7 @@ TEST(ColourSpace, HsiWorkedValues)
         for (int c = 0; c < 3; ++c)
             EXPECT_NEAR(back.getPixel(0, 0, c), rgb[c], 2e-6f) << c;
     }
-}
 
-TEST(ColourSpace, Rgb2HsiMaximumIntensityNormalizedChromaticitiesAndRefusals)
-{
     // Channel 1 is deselected; (1, 0) is black: no saturation.
     CImage<float> in = pixels<float>(2, 1, 4, {0.25f, 0, 9, 0, 0.5f, 0, 0.375f, 0});
     in.setName("picture");

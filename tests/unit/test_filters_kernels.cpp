@@ -34,15 +34,7 @@ void add(std::vector<Kernel<T>>& k, std::string sName, int n, bool bBanded, Setu
                          randomTestImage<T>(in.width(), in.height(), in.channels(), 99, true);
                      F filter;
                      setup(filter);
-                     CImage<T> out(1, 1, 1);
-                     for (const CImage<T>* pSource : {&other, &in}) {
-                         filter.setInput(pSource);
-                         if (pcSelection)
-                             filter.selectChannel(pcSelection);
-                         filter.setOutput(&out);
-                         filter.exec();
-                     }
-                     return out;
+                     return run(filter, in, pcSelection, &other);
                  }});
 }
 
