@@ -46,7 +46,7 @@ CImage<T> convolve(const CImage<T>& in, std::vector<float>& mask, int iSize, int
 
 } // namespace
 
-TEST(GaussFilter, MasksTheCornerFadeAndWideBandwidths)
+TEST(ConvolutionMasks, GaussAndSobelMasksFactorsBordersAndFallbacks)
 {
     CGaussFilter<float> gauss;
     EXPECT_TRUE(gauss.mmxAllowed());
@@ -80,6 +80,36 @@ TEST(GaussFilter, MasksTheCornerFadeAndWideBandwidths)
     EXPECT_EQ(gauss.factor(), std::numeric_limits<float>::infinity());
     EXPECT_THROW(gauss.setBandwidth(std::nanf("")), CException);
     EXPECT_THROW(gauss.setBandwidth(1e9f), CException);
+
+    CSobelFilter<float> sobel(5, CSobelFilter<float>::HORIZONTAL);
+    EXPECT_EQ(maskOf(sobel), (std::vector<float>{1, 2, 0, -2, -1, 4, 8, 0, -8, -1, 6, 12, 0, -12,
+                                                 -6, 4, 8, 0, -8, -1, 1, 2, 0, -2, -1}));
+    EXPECT_EQ(sobel.factor(), 0.0104266f);
+    sobel.setDirection(CSobelFilter<float>::VERTICAL);
+    EXPECT_EQ(maskOf(sobel), (std::vector<float>{-1, -4, -16, -4, -1, -2, -8, -12, -8, -2, 0, 0, 0,
+                                                 0, 0, 2, 8, 12, 8, 2, 1, 4, 6, 4, 1}));
+    sobel.setNeighborhood(3, 3);
+    EXPECT_EQ(maskOf(sobel), (std::vector<float>{1, 2, 1, 0, 0, 0, -1, -2, -1}));
+    EXPECT_EQ(sobel.factor(), 0.0626f);
+
+    EXPECT_EQ(stdoutOf([&] {
+                  sobel.setNeighborhood(4, 4);
+                  sobel.setParameters(3, 5);
+              }),
+              " Only 3x3 anf 5x5 sobel filter implemented! Switching to 5x5\n"
+              " Only 3x3 anf 5x5 sobel filter implemented! Switching to 5x5\n");
+    EXPECT_EQ(sobel.maskWidth(), 5);
+    EXPECT_EQ(sobel.mask()[2], -16.0f);
+
+    // An unknown direction loads nothing and keeps the previous mask.
+    sobel.setDirection(static_cast<CSobelFilter<float>::TDirection>(2));
+    sobel.setNeighborhood(3, 3);
+    EXPECT_EQ(sobel.maskWidth(), 5);
+    EXPECT_EQ(sobel.mask()[2], -16.0f);
+
+    CSobelFilter<float> standard;
+    EXPECT_EQ(standard.direction(), CSobelFilter<float>::HORIZONTAL);
+    EXPECT_EQ(maskOf(standard), (std::vector<float>{1, 0, -1, 2, 0, -2, 1, 0, -1}));
 }
 
 template <class T> using ConvolutionTyped = ::testing::Test;
@@ -131,39 +161,6 @@ TYPED_TEST(ConvolutionTyped, TruncationAndWrap)
         conv.setParameters(&c.fWeight, c.fFactor, 1, 1);
         EXPECT_EQ(run(conv, filled<T>(2, 2, {c.in})).getPixel(1, 1, 0), c.out) << c.fWeight;
     }
-}
-
-TEST(SobelFilter, KernelsFactorsAndFallback)
-{
-    CSobelFilter<float> sobel(5, CSobelFilter<float>::HORIZONTAL);
-    EXPECT_EQ(maskOf(sobel), (std::vector<float>{1, 2, 0, -2, -1, 4, 8, 0, -8, -1, 6, 12, 0, -12,
-                                                 -6, 4, 8, 0, -8, -1, 1, 2, 0, -2, -1}));
-    EXPECT_EQ(sobel.factor(), 0.0104266f);
-    sobel.setDirection(CSobelFilter<float>::VERTICAL);
-    EXPECT_EQ(maskOf(sobel), (std::vector<float>{-1, -4, -16, -4, -1, -2, -8, -12, -8, -2, 0, 0, 0,
-                                                 0, 0, 2, 8, 12, 8, 2, 1, 4, 6, 4, 1}));
-    sobel.setNeighborhood(3, 3);
-    EXPECT_EQ(maskOf(sobel), (std::vector<float>{1, 2, 1, 0, 0, 0, -1, -2, -1}));
-    EXPECT_EQ(sobel.factor(), 0.0626f);
-
-    EXPECT_EQ(stdoutOf([&] {
-                  sobel.setNeighborhood(4, 4);
-                  sobel.setParameters(3, 5);
-              }),
-              " Only 3x3 anf 5x5 sobel filter implemented! Switching to 5x5\n"
-              " Only 3x3 anf 5x5 sobel filter implemented! Switching to 5x5\n");
-    EXPECT_EQ(sobel.maskWidth(), 5);
-    EXPECT_EQ(sobel.mask()[2], -16.0f);
-
-    // An unknown direction loads nothing and keeps the previous mask.
-    sobel.setDirection(static_cast<CSobelFilter<float>::TDirection>(2));
-    sobel.setNeighborhood(3, 3);
-    EXPECT_EQ(sobel.maskWidth(), 5);
-    EXPECT_EQ(sobel.mask()[2], -16.0f);
-
-    CSobelFilter<float> standard;
-    EXPECT_EQ(standard.direction(), CSobelFilter<float>::HORIZONTAL);
-    EXPECT_EQ(maskOf(standard), (std::vector<float>{1, 0, -1, 2, 0, -2, 1, 0, -1}));
 }
 
 TEST(ConvolutionState, IntegerMaskDivisorRefusalsEvenAndDegenerateSizes)

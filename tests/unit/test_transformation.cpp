@@ -290,18 +290,16 @@ TEST(TransformationDeathTest, AssertionsQuoteTheirCondition)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     CImage<float> image(1, 1, 2);
-    {
-        Probe<float> t;
-        EXPECT_DEATH(t.setInput(nullptr), "CTransformation.cpp:.*Assertion `pSrc!=__null' failed");
-        EXPECT_DEATH(t.setOutput(nullptr), "Assertion `pTgt!=__null' failed");
-        EXPECT_DEATH(t.selectChannel(0, true), "Assertion `pSource!=__null' failed");
-        EXPECT_DEATH(t.selectChannel("X"), "Assertion `pSource!=__null' failed");
-        EXPECT_DEATH(t.resetMask(), "Assertion `pbMask!=__null' failed");
-        bool flags[2];
-        EXPECT_DEATH(t.setMask(flags), "Assertion `pSource!=__null' failed");
-        EXPECT_DEATH(t.setMask(nullptr), "Assertion `pbMask!=__null' failed");
-        EXPECT_DEATH(t.exec(), "Assertion `pSource!=__null' failed");
-    }
+    Probe<float> bare;
+    EXPECT_DEATH(bare.setInput(nullptr), "CTransformation.cpp:.*Assertion `pSrc!=__null' failed");
+    EXPECT_DEATH(bare.setOutput(nullptr), "Assertion `pTgt!=__null' failed");
+    EXPECT_DEATH(bare.selectChannel(0, true), "Assertion `pSource!=__null' failed");
+    EXPECT_DEATH(bare.selectChannel("X"), "Assertion `pSource!=__null' failed");
+    EXPECT_DEATH(bare.resetMask(), "Assertion `pbMask!=__null' failed");
+    bool flags[2];
+    EXPECT_DEATH(bare.setMask(flags), "Assertion `pSource!=__null' failed");
+    EXPECT_DEATH(bare.setMask(nullptr), "Assertion `pbMask!=__null' failed");
+    EXPECT_DEATH(bare.exec(), "Assertion `pSource!=__null' failed");
     Probe<float> t;
     t.setInput(&image);
     EXPECT_DEATH(t.selectChannel(2, true), "Assertion `iChannel < pSource->channels\\(\\)' failed");
