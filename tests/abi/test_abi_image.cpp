@@ -4,6 +4,7 @@
 // and file unit tests; here a value per depth shows the call's instantiation.
 #include <algorithm>
 #include <cstddef>
+#include <filesystem>
 
 #include "AbiFixture.h"
 #include "unit/FileTestUtils.h"
@@ -487,8 +488,6 @@ TEST_F(AbiTransfer, NullArraysAreDroppedOnReadsShortOnesRefusedUntouched)
 
 // Loading and saving through the wrappers: format names by direction, format
 // codes, the empty path, and the reader's int result.
-using testfiles::fileExists;
-
 class AbiFiles : public AbiTest
 {
 protected:
@@ -525,9 +524,9 @@ TEST_F(AbiFiles, FormatNamesByDirection)
     const std::string never = m_dir.file("never.mtx");
     EXPECT_EQ(quiet(p, "save", {Arg::text(never), Arg::text("TIFF")}), 1);
     EXPECT_EQ(quiet(p, "save", {Arg::text(never), I(4)}), 1);
-    EXPECT_FALSE(fileExists(never));
+    EXPECT_FALSE(std::filesystem::exists(never));
     EXPECT_EQ(quiet(p, "save", {Arg::text(never), Arg::text("LAN")}), 1) << m_sLastOutput;
-    EXPECT_TRUE(fileExists(never)); // by extension, as MTX
+    EXPECT_TRUE(std::filesystem::exists(never)); // by extension, as MTX
     // "LAN" names the reader whatever the extension: an MTX file is no LAN file.
     void* s = image(8);
     EXPECT_EQ(quiet(s, "load", {Arg::text(mtx), Arg::text("LAN")}), 0) << m_sLastOutput;
@@ -550,7 +549,7 @@ TEST_F(AbiFiles, FormatCodesTheirDefaultsAndTheEmptyPath)
     EXPECT_EQ(quiet(r, "load", {Arg::text(absent), I(9)}), 1);
     EXPECT_EQ(quiet(r, "save", {Arg::text(absent), I(-5)}), 1);
     EXPECT_EQ(quiet(r, "save", {Arg::text(absent), I(0)}), 1);
-    EXPECT_FALSE(fileExists(absent));
+    EXPECT_FALSE(std::filesystem::exists(absent));
     // Image types past the named ones reach the writer; MTX has no use for them.
     EXPECT_EQ(quiet(r, "save", {Arg::text(file), Arg::text("MTX"), I(77)}), 1);
 

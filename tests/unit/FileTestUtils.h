@@ -69,19 +69,24 @@ struct ScopedImageBudget
     ~ScopedImageBudget() { unsetenv("TIRNVISION_MAX_IMAGE_BYTES"); }
 };
 
-struct FileTest : ::testing::Test
+// A private scratch directory, removed with everything in it.
+struct TempDir
 {
-    FileTest()
+    TempDir()
     {
         char acTemplate[] = "/tmp/tirn_fileio_XXXXXX";
         if (!mkdtemp(acTemplate))
             std::abort(); // never fall back on a directory that is not ours to remove
         sDir = acTemplate;
     }
-    ~FileTest() override { std::filesystem::remove_all(sDir); }
+    ~TempDir() { std::filesystem::remove_all(sDir); }
     std::string file(const std::string& sName) const { return sDir + "/" + sName; }
 
     std::string sDir;
+};
+
+struct FileTest : ::testing::Test, TempDir
+{
 };
 
 // What a load or save returned and printed.
