@@ -35,6 +35,6 @@ if [ "$dir" = build ]; then
     # (file formats, capture, the image's own methods, the host emulator,
     # the ABI's plumbing, the installed tree) would only run twice; a new
     # suite runs in both passes until it is listed here.
-    no_filter='^(Abi(ClassTour|Files|HostRecords|Image|Smoke|Symbols|Transfer)|Capture|ClassTableParser|CompressedStream|ExceptionTest|FileDispatch|Gipl|GzStream|Host|Image(Budget|Channel|Conversion|Describe|Layout|Test|Values)|InstalledTree|Lan|LzwStream|Magick|Mtx|PrototypeParser|Tiff)'
+    no_filter='^(Abi(Files|Grabbers|HostRecords|Image|Symbols|Transfer)|Capture|ClassTableParser|CompressedStream|ExceptionTest|FileDispatch|FileIO|Gipl|GzStream|Host|Image(Budget|Channel|Conversion|Describe|Layout|Test|Values)|InstalledTree|Lan|LzwStream|Magick|Mtx|PrototypeParser|Tiff)'
     TIRN_REFERENCE=1 ctest --test-dir "$dir" -j2 --output-on-failure -E "$no_filter"
 fi

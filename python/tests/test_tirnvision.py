@@ -50,22 +50,21 @@ def test_numpy_round_trip_is_exact_and_pixels_land_where_numpy_has_them(dtype, l
         assert img.to_numpy(planar=True).shape == (1, 5, 7)
 
 
-def test_another_dtype_is_refused_unless_a_conversion_is_asked_for():
-    a = np.array([[1.9, 300.0]])
-    with pytest.raises(TypeError, match="dtype float64 is not uint8, uint16 or float32"):
-        tv.CImage.from_numpy(a)
-    with pytest.raises(TypeError, match="dtype >u2"):
-        tv.CImage.from_numpy(a.astype(">u2"))
-    assert tv.CImage.from_numpy(a, dtype=np.float32).to_numpy().tolist() == [[float(np.float32(1.9)), 300.0]]
+@pytest.mark.parametrize("array, error, message", [
+    (np.array([[1.9, 300.0]]), TypeError, "dtype float64 is not uint8, uint16 or float32; pass"),
+    (np.zeros((2, 2), ">u2"), TypeError, "dtype >u2 is not"),
+    (np.zeros((0, 4), np.uint8), ValueError, r"empty array of shape \(0, 4\)$"),
+    (np.zeros((2, 3, 4, 5), np.uint8), ValueError, "4 dimensions, need 2 or 3$"),
+    (np.zeros(4, np.uint8), ValueError, "1 dimensions, need 2 or 3$"),
+])
+def test_arrays_of_another_dtype_or_shape_are_refused(array, error, message):
+    with pytest.raises(error, match="^CImage.from_numpy: " + message):
+        tv.CImage.from_numpy(array)
 
 
-@pytest.mark.parametrize("shape", [(0, 4), (2, 3, 4, 5), (4,)])
-def test_empty_or_misshapen_arrays_are_refused(shape):
-    with pytest.raises(ValueError):
-        tv.CImage.from_numpy(np.zeros(shape, np.uint8))
-
-
-def test_defaults_are_filled_as_the_host_fills_them():
+def test_arguments_bind_as_the_host_binds_them():
+    converted = tv.CImage.from_numpy(np.array([[1.9, 300.0]]), dtype=np.float32)
+    assert converted.to_numpy().tolist() == [[float(np.float32(1.9)), 300.0]]
     img = tv.CImage()
     assert (img.depth(), img.width(), img.height(), img.channels()) == (32, 1, 1, 1)
     img = tv.CImage(iWidth=4, iChannels=2)  # iDepth and iHeight from the prototype
@@ -77,19 +76,12 @@ def test_defaults_are_filled_as_the_host_fills_them():
     assert img.getPixel(1, 0, 1) == 5
     img.clear()
     assert img.getPixel(1, 0, 1) == 0
-
-
-def test_keywords_follow_the_prototype_names_and_unnamed_ones_are_positional():
     with pytest.raises(TypeError, match=r"no CImage takes these arguments"):
         tv.CImage(iDepth=8, depth=8)
     with pytest.raises(TypeError, match=r"int getPixel\(\) |float getPixel\(int,int,int\)"):
         tv.CImage(8, 2, 2).getPixel(0, 0, 0.5)
     with pytest.raises(AttributeError, match="CGaussFilter has no method setSigma; it has: .*setBandwidth"):
         tv.CGaussFilter().setSigma(2)
-
-
-def test_texts_and_buffers():
-    img = tv.CImage(8, 2, 2)
     img.setName("pict")
     buffer = bytearray(5)  # four characters and the final zero
     img.getName(buffer)
@@ -103,9 +95,6 @@ def test_script_errors_carry_kind_and_message():
     with pytest.raises(tv.ScriptError) as e:
         tv.CMeanFilter(24)
     assert (e.value.kind, e.value.message) == ("badarg", "unsupported depth for CMeanFilter\n")
-    with pytest.raises(tv.ScriptError) as e:
-        tv.CImage(24)
-    assert (e.value.kind, e.value.message) == ("CImageException:", "CImageException")
     bins = np.full(4, -1, np.float32)
     with pytest.raises(tv.ScriptError) as e:
         tv.CImage(8, 2, 2).histogram(0, 0.0, 10.0, 2, bins)

@@ -115,53 +115,6 @@ typedef std::vector<float> Floats;
 
 const int kDepths[] = {8, 16, 32};
 
-typedef std::vector<std::pair<const char*, std::vector<Arg>>> Calls;
-
-// Every filter class with the channel count of its tour's input and the calls
-// a script makes between setOutput and exec. Only the names starting with
-// "set" dispatch on the depth; the two-image classes take no calls.
-struct FilterClass
-{
-    const char* pcClass;
-    int iChannels;
-    Calls calls;
-};
-
-inline const std::vector<FilterClass>& filterClasses()
-{
-    static std::vector<float> mask = {1, 2, 1};
-    static const Arg X = Arg::text("X");
-    static const std::vector<FilterClass> classes = {
-        {"CMedianFilter", 3, {{"setNeighborhood", {I(3)}}, {"selectChannel", {Arg::text("X#X")}}}},
-        {"CCombineChannel", 3,
-         {{"setOperation", {I(0)}}, {"selectChannel", {Arg::text("XX#")}},
-          {"selectChannel", {I(2), I(1)}}, {"selected", {}}}},
-        {"CNormalizeRGB", 3, {}},
-        {"CDistance", 3, {}},
-        {"CThreshold", 3, {}},
-        {"CGenericConvolution", 2,
-         {{"setParameters", {Arg::floats(mask), F(0.25f), I(3), I(1)}},
-          {"selectChannel", {Arg::text("XX")}}}},
-        {"CGaussFilter", 1, {{"setBandwidth", {F(1.0f)}}, {"selectChannel", {X}}}},
-        {"CMeanFilter", 2,
-         {{"prohibitMMX", {}}, {"setParameters", {I(3), I(3)}}, {"setNeighborhood", {I(3)}},
-          {"selectChannel", {Arg::text("+")}}}},
-        {"CSobelFilter", 1,
-         {{"setNeighborhood", {I(5)}}, {"setDirection", {}}, {"selectChannel", {X}}}},
-        {"CRankFilter", 1,
-         {{"setNeighborhood", {I(3)}}, {"setRank", {I(4)}}, {"selectChannel", {X}}}},
-        {"CShadingFilter", 1,
-         {{"setSize", {I(3)}}, {"setConstant", {F(2.0f)}}, {"selectChannel", {X}}}},
-        {"CSelectChannel", 3, {{"selectChannel", {Arg::text("#XX")}}}},
-        {"CColormap", 1, {{"setType", {I(1)}}}},
-        {"CsimpleMedian", 1, {}},
-        {"CHsiRgbFilter", 3, {}},
-        {"CConvolutionFilter", 1, {}},
-        {"CYuv2Rgb", 3, {}},
-    };
-    return classes;
-}
-
 } // namespace abitest
 
 #endif

@@ -13,12 +13,6 @@
 #include "capture/DeviceAccess.h"
 #include "unit/FakeVideoDevices.h"
 
-namespace {
-
-void* variadicPointer(va_list args) { return va_arg(args, void*); }
-
-} // namespace
-
 // Visible from the executable (the build hides everything by default).
 #pragma GCC visibility push(default)
 extern "C" {
@@ -31,7 +25,7 @@ extern "C" {
     {                                                                                              \
         va_list args;                                                                              \
         va_start(args, ulRequest);                                                                 \
-        void* pArg = variadicPointer(args);                                                        \
+        void* pArg = va_arg(args, void*);                                                          \
         va_end(args);                                                                              \
         return access().ioctl(iFd, ulRequest, pArg);                                               \
     }                                                                                              \

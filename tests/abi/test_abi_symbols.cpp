@@ -1,7 +1,9 @@
-// What the host finds in the module: the exported tables and records, and a
-// dynamic symbol table holding exactly the plug-in's C names, with every
-// undefined symbol bound either by the host or by a library the module needs.
+// What the host finds in the module: the exported tables and records, laid
+// out as the host's own, and a dynamic symbol table holding exactly the
+// plug-in's C names, with every undefined symbol bound either by the host or
+// by a library the module needs.
 #include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
@@ -10,6 +12,8 @@
 #include <sstream>
 
 #include "AbiFixture.h"
+#include "HostRecords.h"
+#include "binding/HostInterface.h"
 
 namespace abitest {
 namespace {
@@ -48,41 +52,19 @@ Names difference(const Names& a, const Names& b)
     return d;
 }
 
-// The TIRN_HOST_API declarations of the plug-in's host interface header:
-// the first name followed by "(" or, for a variable, by ";".
-Names hostEntryPoints()
+// Group iGroup of every line the pattern finds in the text.
+Names matches(std::istream&& lines, const char* pcPattern, int iGroup)
 {
-    std::ifstream header(TIRN_HOST_INTERFACE_HEADER);
-    const std::regex declaration("^TIRN_HOST_API .*?(\\w+) *[(;]");
+    const std::regex pattern(pcPattern);
     Names names;
     std::smatch match;
-    for (std::string line; std::getline(header, line);)
-        if (std::regex_search(line, match, declaration))
-            names.insert(match[1]);
+    for (std::string line; std::getline(lines, line);)
+        if (std::regex_search(line, match, pattern))
+            names.insert(match[iGroup]);
     return names;
 }
 
-// The libraries the module was linked against, as the loader resolves them
-// ("libz.so.1 => /lib/x86_64-linux-gnu/libz.so.1 (0x...)"), and the dynamic
-// loader itself (which provides __tls_get_addr: "/lib64/ld-... (0x...)").
-std::vector<std::string> neededLibraries(const std::string& sFile)
-{
-    std::vector<std::string> paths;
-    std::istringstream lines(run("ldd '" + sFile + "'"));
-    const std::regex library("^\\s*(\\S+ => )?(/\\S+)");
-    std::smatch match;
-    for (std::string line; std::getline(lines, line);)
-        if (std::regex_search(line, match, library))
-            paths.push_back(match[2]);
-    return paths;
-}
-
-const char* const kIcons[] = {"CImageToPins",   "PinsToCImage",      "display_image",
-                              "HSI_RGB_Filter", "ConvolutionFilter", "CortLayerFilter"};
-
-class AbiSymbols : public AbiTest
-{
-};
+using AbiSymbols = AbiTest;
 
 TEST_F(AbiSymbols, ClassTablesInTheHostsOrder)
 {
@@ -118,25 +100,6 @@ TEST_F(AbiSymbols, ClassTablesInTheHostsOrder)
         EXPECT_STREQ(classes[where.first][where.second], pcLine);
 }
 
-TEST_F(AbiSymbols, ExportNamesFollowTheMarkers)
-{
-    const tirnhost::ClassTable& t = m->classTable("CImage");
-    auto exportOf = [&](const std::string& sName, tirnhost::LineKind kind, std::size_t k = 0) {
-        auto found = t.find(sName, kind);
-        return k < found.size() ? found[k]->exportName : std::string("-");
-    };
-    using tirnhost::LineKind;
-    EXPECT_EQ(exportOf("CImage", LineKind::Constructor), "CImage_CImage");
-    EXPECT_EQ(exportOf("CImage", LineKind::Destructor), "CImage_FREE_CImage");
-    EXPECT_EQ(exportOf("COMPATIBLE_CImage", LineKind::PinFunction), "CImage_COMPATIBLE_CImage");
-    EXPECT_EQ(exportOf("clear", LineKind::Method, 0), "CImage_clear");
-    EXPECT_EQ(exportOf("clear", LineKind::Method, 1), "CImage_1_clear");
-    EXPECT_EQ(exportOf("getPixel", LineKind::Method, 0), "CImage_getPixel");
-    EXPECT_EQ(exportOf("getPixel", LineKind::Method, 1), "CImage8_getPixel");
-    EXPECT_EQ(exportOf("getPixel", LineKind::Method, 2), "CImage32_getPixel");
-    EXPECT_TRUE(m->missingExports().empty());
-}
-
 TEST_F(AbiSymbols, VersionRecordAndPinTable)
 {
     auto version = static_cast<const char* const*>(m->symbol("Tirn_V_of_tirnvision"));
@@ -159,50 +122,6 @@ TEST_F(AbiSymbols, VersionRecordAndPinTable)
     EXPECT_STREQ(functions[0], "CColorFilters_0_:");
     EXPECT_STREQ(functions[3], "class CImage HistogramDistance(class CImage, float *, float, float, float*)");
     EXPECT_EQ(functions[5], nullptr);
-    std::vector<std::string> exports;
-    for (const auto& p : m->functions().prototypes)
-        exports.push_back(p.exportName);
-    EXPECT_EQ(exports, (std::vector<std::string>{
-                           "CColorFilters_0_DiffImage", "CColorFilters_0_blob_emph",
-                           "CColorFilters_0_HistogramDistance", "CColorFilters_0_PointerDistance"}));
-}
-
-TEST_F(AbiSymbols, FolderListsTheSixIcons)
-{
-    auto folder = static_cast<void* const*>(m->symbol("gsFolder_tirnvision"));
-    auto icons = static_cast<void* const*>(m->symbol("gasIconsOfFolder_tirnvision"));
-    ASSERT_TRUE(folder && icons);
-    EXPECT_EQ(folder[0], nullptr);
-    EXPECT_STREQ(static_cast<const char*>(folder[1]), "tirnvision");
-    EXPECT_EQ(folder[2], icons);
-    const char* const acLabels[][2] = {
-        {"CImage|to|pins", ""},  {"pins|to|CImage", ""},
-        {"display_image", ""},   {"HSI<>RGB|Filter", ""},
-        {"Convolution|Filter", "ConvolutionFilter"}, {"Cortical|Layer", "CortLayerFilter"}};
-    for (int i = 0; i < 6; ++i) {
-        void* const* entry = icons + 5 * i;
-        const std::string icon = kIcons[i];
-        EXPECT_EQ(entry[0], icons[0]) << "one shared folder string";
-        EXPECT_STREQ(static_cast<const char*>(entry[0]), "tirnvision");
-        EXPECT_EQ(static_cast<const char*>(entry[1]), icon);
-        EXPECT_EQ(std::vector<void*>(entry + 2, entry + 5),
-                  (std::vector<void*>{m->symbol("ICONDEF_" + icon), nullptr, nullptr}));
-        auto def = static_cast<void* const*>(entry[2]);
-        ASSERT_NE(def, nullptr);
-        EXPECT_EQ(std::vector<void*>(def, def + 3),
-                  (std::vector<void*>{nullptr, m->symbol("_fun1_" + icon),
-                                      m->symbol("_fun2_" + icon)}));
-        EXPECT_STREQ(static_cast<const char*>(def[5]), acLabels[i][0]);
-        EXPECT_STREQ(static_cast<const char*>(def[6]), acLabels[i][1]);
-        EXPECT_EQ(def[7], nullptr);
-        if (icon != "display_image") {
-            EXPECT_STREQ(static_cast<const char*>(def[4]), " %[%0:1:0:10d %l`Cancel%d%l`Ok%]%H ");
-        }
-    }
-    void* const* end = icons + 5 * 6;
-    EXPECT_STREQ(static_cast<const char*>(end[0]), "");
-    EXPECT_STREQ(static_cast<const char*>(end[1]), "");
-    EXPECT_EQ(end[2], nullptr);
 }
 
 TEST_F(AbiSymbols, ModuleExportsExactlyThePluginNames)
@@ -224,7 +143,8 @@ TEST_F(AbiSymbols, ModuleExportsExactlyThePluginNames)
                                      "CShadingFilter", "CRankFilter", "CMedianFilter"})
         expected.insert({sClass + "_0_selected", sClass + "_1_selectChannel"});
     // Per icon its definition and its two callbacks.
-    for (const std::string sIcon : kIcons)
+    for (const std::string sIcon : {"CImageToPins", "PinsToCImage", "display_image",
+                                    "HSI_RGB_Filter", "ConvolutionFilter", "CortLayerFilter"})
         expected.insert({"ICONDEF_" + sIcon, "_fun1_" + sIcon, "_fun2_" + sIcon});
 
     // Less the names the linker defines in every shared object.
@@ -237,11 +157,18 @@ TEST_F(AbiSymbols, ModuleExportsExactlyThePluginNames)
 
 TEST_F(AbiSymbols, UndefinedSymbolsAreHostEntryPointsOrFromLinkedLibraries)
 {
-    const Names host = hostEntryPoints();
+    // The TIRN_HOST_API declarations of the plug-in's host interface header:
+    // the first name followed by "(" or, for a variable, by ";".
+    const Names host =
+        matches(std::ifstream(TIRN_HOST_INTERFACE_HEADER), "^TIRN_HOST_API .*?(\\w+) *[(;]", 1);
     ASSERT_TRUE(host.count("prog_throw")) << "header not read: " << TIRN_HOST_INTERFACE_HEADER;
-    Names provided;
-    const std::vector<std::string> libraries = neededLibraries(TIRN_MODULE_PATH);
+    // The libraries the module was linked against, as the loader resolves them
+    // ("libz.so.1 => /lib/x86_64-linux-gnu/libz.so.1 (0x...)"), and the dynamic
+    // loader itself (which provides __tls_get_addr: "/lib64/ld-... (0x...)").
+    const Names libraries = matches(std::istringstream(run("ldd '" TIRN_MODULE_PATH "'")),
+                                    "^\\s*(\\S+ => )?(/\\S+)", 2);
     ASSERT_FALSE(libraries.empty());
+    Names provided;
     for (const std::string& lib : libraries)
         for (const std::string& s : dynamicSymbols(lib, "--defined-only"))
             provided.insert(s);
@@ -262,6 +189,57 @@ TEST_F(AbiSymbols, UndefinedSymbolsAreHostEntryPointsOrFromLinkedLibraries)
     EXPECT_EQ(unused, Names());
     for (const std::string& s : fromHost)
         EXPECT_TRUE(provided.count(s) == 0) << s << " is also defined by a linked library";
+}
+
+// The plug-in's view of the host's records and the emulator's own definitions
+// describe the same bytes. Both sides name the fields alike; FIELD is used
+// inside RECORD only.
+#define FIELD(f)                                                                                   \
+    EXPECT_EQ(offsetof(H, f), offsetof(P, f)) << #f;                                               \
+    EXPECT_EQ(sizeof(H::f), sizeof(P::f)) << #f
+#define RECORD(Host, Plugin, ...)                                                                  \
+    do {                                                                                           \
+        using H = Host;                                                                            \
+        using P = Plugin;                                                                          \
+        SCOPED_TRACE(#Host);                                                                       \
+        EXPECT_EQ(sizeof(H), sizeof(P));                                                           \
+        __VA_ARGS__;                                                                               \
+    } while (0)
+
+TEST(AbiHostRecords, EveryFieldLiesWhereThePluginExpectsIt)
+{
+    using namespace tirnhost;
+    RECORD(PinRecord, def_pin, FIELD(pValue); FIELD(iLength); FIELD(iHostOwned));
+    RECORD(PinGroupRecord, def_pingroup, FIELD(iPins); FIELD(iReserved); FIELD(pPins));
+    RECORD(UnitRecord, def_unittype, FIELD(pfExec); FIELD(pfRemove); FIELD(pfCtrl); FIELD(pfSave);
+           FIELD(pfLoad); FIELD(pUserData); FIELD(iFlags); FIELD(iInputGroups);
+           FIELD(pInputGroups); FIELD(iOutputGroups); FIELD(iReserved); FIELD(pOutputGroups);
+           FIELD(pHost));
+    RECORD(WindowInfo, def_winfo, FIELD(pcName); FIELD(iX); FIELD(iY); FIELD(iWidth);
+           FIELD(iHeight); FIELD(iShown); FIELD(iSizeLocked); FIELD(pHost));
+    RECORD(IconDef, QorIconDef_, FIELD(pReserved0); FIELD(pfCreate); FIELD(pfApply);
+           FIELD(pcDialog); FIELD(pcDialog2); FIELD(pcLabel); FIELD(pcName); FIELD(pReserved7));
+    RECORD(IconEntry, QorIconEntry_, FIELD(pcFolder); FIELD(pcIcon); FIELD(pDef);
+           FIELD(pReserved3); FIELD(pReserved4));
+    RECORD(FolderRecord, QorFolder_, FIELD(pReserved0); FIELD(pcName); FIELD(pIcons));
+    RECORD(PinTypeRecord, TirnPinType, FIELD(pcName));
+}
+
+TEST(AbiHostRecords, TagsCodesAndSizesAgree)
+{
+    using namespace tirnhost;
+    const std::pair<long, long> pairs[] = {
+        {TagInputGroup, TIRN_TAG_INPUT_GROUP}, {TagOutputGroup, TIRN_TAG_OUTPUT_GROUP},
+        {TagEnd, TIRN_TAG_END},                {TagTypedPin, TIRN_TAG_TYPED_PIN},
+        {TagValuePins, TIRN_TAG_VALUE_PINS},   {TagDataPins, TIRN_TAG_VALUE_PINS2},
+        {CtrlState, TIRN_CTRL_STATE},          {CtrlOriginalSize, TIRN_CTRL_ORIGINAL_SIZE},
+        {CtrlRebind, TIRN_CTRL_REBIND},        {CtrlRebound, TIRN_CTRL_REBOUND},
+        {CtrlFitZoom, TIRN_CTRL_FIT_ZOOM},     {CtrlFitZoom2, TIRN_CTRL_FIT_ZOOM2},
+        {CtrlShow, TIRN_CTRL_SHOW},            {CtrlHide, TIRN_CTRL_HIDE},
+        {CtrlClear, TIRN_CTRL_CLEAR},          {CtrlRedraw, TIRN_CTRL_REDRAW},
+        {UnitHasWindow, TIRN_UNIT_HAS_WINDOW}, {PlacementSize, TIRN_PLACEMENT_SIZE}};
+    for (const auto& [host, plugin] : pairs)
+        EXPECT_EQ(host, plugin);
 }
 
 } // namespace

@@ -2,10 +2,8 @@
 // them: created from their icon dialogs (or by their exported creation
 // functions where no dialog reaches a case), run in networks, pixels read
 // back from window framebuffers.
-#include <cstdio>
 #include <cstring>
 #include <fstream>
-#include <sstream>
 
 #include "AbiFixture.h"
 #include "Network.h"
@@ -58,50 +56,75 @@ protected:
         net->setInputImage(u, 0, p);
         m->release(p);
     }
-    Ints row(Window* w, int y, int c = 0)
+    // Channel c's levels along row y, or along column x when y is negative.
+    Ints levels(Window* w, int x, int y, int c = 0)
     {
         Ints v;
-        for (int x = 0; x < w->width(); ++x)
-            v.push_back(w->at(x, y, c));
-        return v;
-    }
-    Ints column(Window* w, int x)
-    {
-        Ints v;
-        for (int y = 0; y < w->height(); ++y)
-            v.push_back(w->grey(x, y));
+        for (int i = 0; i < (y < 0 ? w->height() : w->width()); ++i)
+            v.push_back(y < 0 ? w->at(x, i, c) : w->at(i, y, c));
         return v;
     }
     static std::string textOf(const std::string& sPath)
     {
-        std::stringstream text;
-        text << std::ifstream(sPath).rdbuf();
-        return text.str();
+        const testfiles::Bytes b = testfiles::readBytes(sPath);
+        return std::string(b.begin(), b.end());
     }
     std::unique_ptr<Network> net;
 };
 
-TEST_F(AbiUnits, EveryIconCreatesItsUnitFromTheDialogPresets)
+// The folder's records as the host reads them, and each icon's unit created
+// from its dialog presets.
+TEST_F(AbiUnits, FolderRecordsAndEveryIconsUnit)
 {
+    auto folder = static_cast<void* const*>(m->symbol("gsFolder_tirnvision"));
+    auto icons = static_cast<void* const*>(m->symbol("gasIconsOfFolder_tirnvision"));
+    ASSERT_TRUE(folder && icons);
+    EXPECT_EQ(folder[0], nullptr);
+    EXPECT_STREQ(static_cast<const char*>(folder[1]), "tirnvision");
+    EXPECT_EQ(folder[2], icons);
+    EXPECT_STREQ(static_cast<const char*>(icons[0]), "tirnvision");
     struct Case
     {
-        const char* icon;
-        const char* label;
+        const char *icon, *iconLabel, *name, *unitLabel;
         int inputs, outputs;
     };
     const Case cases[] = {
-        {"CImageToPins", "CImage|to|pins", 1, 1},  {"PinsToCImage", "pins|to|CImage", 2, 1},
-        {"display_image", "display_image", 4, 0},  {"HSI_RGB_Filter", "", 1, 1},
-        {"ConvolutionFilter", "", 1 + 3 + 9, 1},   {"CortLayerFilter", "", 1 + 2, 1},
+        {"CImageToPins", "CImage|to|pins", "", "CImage|to|pins", 1, 1},
+        {"PinsToCImage", "pins|to|CImage", "", "pins|to|CImage", 2, 1},
+        {"display_image", "display_image", "", "display_image", 4, 0},
+        {"HSI_RGB_Filter", "HSI<>RGB|Filter", "", "", 1, 1},
+        {"ConvolutionFilter", "Convolution|Filter", "ConvolutionFilter", "", 1 + 3 + 9, 1},
+        {"CortLayerFilter", "Cortical|Layer", "CortLayerFilter", "", 1 + 2, 1},
     };
-    for (const Case& c : cases) {
+    for (int i = 0; i < 6; ++i) {
+        const Case& c = cases[i];
+        const std::string icon = c.icon;
+        void* const* entry = icons + 5 * i; // one shared folder string
+        EXPECT_EQ(std::vector<void*>(entry, entry + 5),
+                  (std::vector<void*>{icons[0], entry[1], m->symbol("ICONDEF_" + icon), nullptr,
+                                      nullptr}));
+        EXPECT_EQ(static_cast<const char*>(entry[1]), icon);
+        auto def = static_cast<void* const*>(entry[2]);
+        ASSERT_NE(def, nullptr);
+        EXPECT_EQ(std::vector<void*>(def, def + 3),
+                  (std::vector<void*>{nullptr, m->symbol("_fun1_" + icon),
+                                      m->symbol("_fun2_" + icon)}));
+        EXPECT_STREQ(static_cast<const char*>(def[5]), c.iconLabel);
+        EXPECT_STREQ(static_cast<const char*>(def[6]), c.name);
+        EXPECT_EQ(def[7], nullptr);
+        if (icon != "display_image") {
+            EXPECT_STREQ(static_cast<const char*>(def[4]), " %[%0:1:0:10d %l`Cancel%d%l`Ok%]%H ");
+        }
         Unit* u = create(c.icon);
         ASSERT_NE(u, nullptr) << c.icon;
-        EXPECT_EQ(u->labelText(), c.label) << c.icon;
-        EXPECT_EQ(u->inputCount(), c.inputs) << c.icon;
-        EXPECT_EQ(u->outputCount(), c.outputs) << c.icon;
+        EXPECT_EQ(u->labelText(), c.unitLabel) << c.icon;
+        EXPECT_EQ(u->inputCount() * 100 + u->outputCount(), c.inputs * 100 + c.outputs) << c.icon;
         EXPECT_EQ(net->applySecondDialog(u), 1) << c.icon;
     }
+    void* const* end = icons + 5 * 6;
+    EXPECT_STREQ(static_cast<const char*>(end[0]), "");
+    EXPECT_STREQ(static_cast<const char*>(end[1]), "");
+    EXPECT_EQ(end[2], nullptr);
     EXPECT_EQ(m->takeWarnings(), Strings());
     EXPECT_THROW(create("Sobel"), HostError);
     EXPECT_THROW(net->create("other", "display_image", {}), HostError);
@@ -144,7 +167,7 @@ TEST_F(AbiUnits, BadInputGivesAWarningAndNoUnit)
     }
 }
 
-TEST_F(AbiUnits, PinUnitsChosenByTheEnteredSize)
+TEST_F(AbiUnits, PinUnitsByTheEnteredSizeAndImagesThroughThem)
 {
     struct Case
     {
@@ -168,10 +191,7 @@ TEST_F(AbiUnits, PinUnitsChosenByTheEnteredSize)
     EXPECT_EQ(p->inputCount(), 251);
     EXPECT_EQ(p->inputSpec(250).kind, PinKind::Pair);
     EXPECT_EQ(p->inputSpec(0).kind, PinKind::ByteArray);
-}
 
-TEST_F(AbiUnits, ImageToPinsAndBack)
-{
     // Dynamic pins show the image's own memory; pins past its channels are empty.
     Unit* dyn = create("CImageToPins", {{2, "3"}, {3, "float"}});
     feed(dyn, 32, 3, 2, 1);
@@ -226,8 +246,8 @@ TEST_F(AbiUnits, DisplayDrawsGreyAndRgbTilesWithZoom)
     EXPECT_FALSE(w->rgb());
     EXPECT_EQ(w->width() * 1000 + w->height(), 8006);
     // Images are stored bottom row first: row 0 ends up at the window's bottom.
-    EXPECT_EQ(row(w, 0), (Ints{120, 120, 121, 121, 122, 122, 123, 123}));
-    EXPECT_EQ(column(w, 0), (Ints{120, 120, 110, 110, 100, 100}));
+    EXPECT_EQ(levels(w, 0, 0), (Ints{120, 120, 121, 121, 122, 122, 123, 123}));
+    EXPECT_EQ(levels(w, 0, -1), (Ints{120, 120, 110, 110, 100, 100}));
     EXPECT_EQ(w->constraints().minWidth * 1000 + w->constraints().minHeight, 4003);
     EXPECT_TRUE(w->constraints().active);
 
@@ -243,9 +263,9 @@ TEST_F(AbiUnits, DisplayDrawsGreyAndRgbTilesWithZoom)
     ASSERT_TRUE(net->run({rgb}));
     Window* c = net->windowOf(rgb);
     // Red: channels 0, 3; green: 1, then 0.
-    EXPECT_EQ(row(c, 0, 0), (Ints{0, 0, 1, 1, 255, 255, 255, 255}));
-    EXPECT_EQ(row(c, 1, 1), (Ints{100, 100, 101, 101, 0, 0, 1, 1}));
-    EXPECT_EQ(row(c, 0, 2), (Ints{200, 200, 201, 201, 255, 255, 255, 255}));
+    EXPECT_EQ(levels(c, 0, 0, 0), (Ints{0, 0, 1, 1, 255, 255, 255, 255}));
+    EXPECT_EQ(levels(c, 0, 1, 1), (Ints{100, 100, 101, 101, 0, 0, 1, 1}));
+    EXPECT_EQ(levels(c, 0, 0, 2), (Ints{200, 200, 201, 201, 255, 255, 255, 255}));
     rgb->setGroupValue(1, 5, 6.0f);
     EXPECT_FALSE(net->run({rgb}));
     const Errors errs = errors();
@@ -259,11 +279,11 @@ TEST_F(AbiUnits, DisplayDrawsGreyAndRgbTilesWithZoom)
     Unit* stacked = display(1, 2, 1, 0, 1, 2, "");
     feed(stacked, 8, 1, 2, 2);
     ASSERT_TRUE(net->run({stacked}));
-    EXPECT_EQ(column(net->windowOf(stacked), 0), (Ints{110, 100, 10, 0}));
+    EXPECT_EQ(levels(net->windowOf(stacked), 0, -1), (Ints{110, 100, 10, 0}));
     EXPECT_EQ(m->takeWarnings(), Strings()); // host misuse would show here
 }
 
-TEST_F(AbiUnits, OptionRFollowsTheImageSize)
+TEST_F(AbiUnits, OptionRAndControlCodesSizeZoomShowAndRebind)
 {
     // Held by the user (the second state value set), the window keeps its size.
     for (const char* pcOptions : {"", "R", "R held"}) {
@@ -275,27 +295,20 @@ TEST_F(AbiUnits, OptionRFollowsTheImageSize)
         const bool bR = std::string(pcOptions) == "R";
         EXPECT_EQ(w->width(), bR ? 200 : 160) << pcOptions;
         EXPECT_EQ(w->height(), bR ? 100 : 160) << pcOptions;
-        // Window (X, Y) shows pixel (X / 2, 49 - Y / 2).
-        EXPECT_EQ(w->grey(2 * 79, 2 * 49), 79);
+        // Window (X, Y) shows pixel (X / 2, 49 - Y / 2); below the 80x50 drawn
+        // without R, or the last column with it.
         EXPECT_EQ(w->grey(2 * 12, 2 * 45), 52);
-        EXPECT_EQ(w->grey(2 * 12, 2 * 20), 255); // 302 clamps
-        if (!bR)
-            EXPECT_EQ(w->grey(0, 2 * 50), 0); // below the 80x50 drawn
-        else
-            EXPECT_EQ(w->grey(2 * 99, 2 * 49), 99);
+        EXPECT_EQ(bR ? w->grey(2 * 99, 2 * 49) : w->grey(0, 2 * 50), bR ? 99 : 0);
     }
-    EXPECT_EQ(m->takeWarnings(), Strings());
-}
 
-TEST_F(AbiUnits, ControlCodesZoomShowAndRebind)
-{
+    // Control codes: zoom, show and rebind.
     Unit* u = display(100, 80, 1, 0, 1, 1, "");
     net->resizeWindow(u, 300, 200);
     EXPECT_EQ(net->control(u, -32), 0);
     Window* w = net->windowOf(u);
     feed(u, 8, 100, 80, 1);
     ASSERT_TRUE(net->run({u}));
-    const Ints bottom = row(w, 159); // zoom 2: 160 rows drawn
+    const Ints bottom = levels(w, 0, 159); // zoom 2: 160 rows drawn
     ASSERT_EQ(bottom.size(), 300u);
     EXPECT_EQ(Ints(bottom.begin(), bottom.begin() + 4), (Ints{0, 0, 1, 1}));
 
@@ -326,7 +339,8 @@ TEST_F(AbiUnits, ZoomAndPositionAreSavedAndRestored)
     // The host's placement hands the title over as one word, blanks made
     // underscores.
     Unit* u = create("display_image", {{"Title", "left side"}, {"Position", "12"}, {"Zoom", "3"}});
-    const std::string sPath = ::testing::TempDir() + "tirn_units_network.txt";
+    testfiles::TempDir dir;
+    const std::string sPath = dir.file("network.txt");
     net->save(sPath);
     EXPECT_EQ(textOf(sPath), "tirnhost network 1\nunit 0 tirnvision/display_image\n"
                              "posinfo 12 10 240 240 1 left_side\nzoom: 3\nend\n");
@@ -337,7 +351,6 @@ TEST_F(AbiUnits, ZoomAndPositionAreSavedAndRestored)
     net->save(sPath + ".moved");
     EXPECT_NE(textOf(sPath + ".moved").find("\nposinfo 0 0 80 80 0 left_side\n"),
               std::string::npos);
-    std::remove((sPath + ".moved").c_str());
     net->load(sPath);
     Window* w = net->windowOf(u);
     EXPECT_TRUE(w->shown());
@@ -367,10 +380,9 @@ TEST_F(AbiUnits, ZoomAndPositionAreSavedAndRestored)
             EXPECT_EQ(e.what(), sPath + sMessage);
         }
     }
-    std::remove(sPath.c_str());
 }
 
-TEST_F(AbiUnits, ConvolutionUnitReadsItsPinsOnEveryRun)
+TEST_F(AbiUnits, FilterUnitsReadTheirPinsAndMatchTheScriptFilters)
 {
     EXPECT_EQ(create("ConvolutionFilter", {{"Quadratische Maskengroesse", "5"}})->inputGroupSize(2),
               25);
@@ -399,10 +411,8 @@ TEST_F(AbiUnits, ConvolutionUnitReadsItsPinsOnEveryRun)
     ASSERT_NE(bare, nullptr);
     EXPECT_EQ(bare->pfExec, nullptr);
     EXPECT_EQ(bare->pUserData, nullptr);
-}
 
-TEST_F(AbiUnits, HsiUnitInANetworkMatchesTheScriptFilter)
-{
+    // HSI and back in a network: pins hold their own images, filled in place.
     void* source = numbered(32, 3, 2, 3);
     Unit* hsi = create("HSI_RGB_Filter", {{"Depth of CImage", "32-bit"}, {1, "HSI"}});
     Unit* rgb = create("HSI_RGB_Filter", {{"Depth of CImage", "32-bit"}, {1, "RGB"}});

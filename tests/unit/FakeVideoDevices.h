@@ -1,97 +1,55 @@
 // Fake video drivers behind the grabbers' device-access tables, so the
-// capture code runs without a camera. Frames come at a fixed interval from
-// the first request on; a request for a frame blocks until it is due.
-//
-// Frame pattern, per stored pixel at row r and column c of frame number n
-// (counted from 0 after the device was opened): red = r, green = c,
-// blue = n (all modulo 256). The version-1 fake stores blue, green, red as
-// the cards do; the version-2 fake stores red, green, blue as libv4l2
-// delivers it, with 4 bytes of padding at the end of every row.
+// capture code runs without a camera. Frame n is due n intervals after the
+// first request since the buffers were set up; waiting for it blocks until
+// then. Its stored pixel at row r, column c has red = r, green = c, blue = n
+// (modulo 256); version 1 stores blue, green, red as the cards do, version 2
+// red, green, blue with 4 bytes of padding after every row, as libv4l2
+// delivers it.
 #ifndef TESTS_FAKEVIDEODEVICES_H
 #define TESTS_FAKEVIDEODEVICES_H
 
 #include <cstddef>
-#include <functional>
+#include <map>
 #include <set>
-#include <string>
 #include <thread>
-
-#include "image/CException.h"
 
 struct TDeviceAccess;
 
 namespace fake {
 
-struct V4L1Config
+struct Config
 {
-    int maxwidth = 320;
-    std::string name = "Fake Grabber";
-    int frames = 2;
-    int frameBytes = 320 * 240 * 3;
     int intervalMs = 20;
-    // errno values of failures on demand; 0 means the call works.
-    int openErrno = 0, gcapErrno = 0, schanErrno = 0, gmbufErrno = 0;
-    enum { MapWorks, MapNull, MapFailed } map = MapWorks;
-    long failCaptureAfter = -1; // the request after this many fails with EIO
-    long failSyncAfter = -1;    // the sync after this many fails with EIO
+    // errno values of failures on demand; 0 means the call works. A failed
+    // mmap gives MAP_FAILED, or a null pointer for ENOMEM.
+    int openErrno = 0, gcapErrno = 0, schanErrno = 0, gmbufErrno = 0, mmapErrno = 0;
+    // The request after this many of its kind fails with EIO.
+    long failCaptureAfter = -1, failSyncAfter = -1, failDequeueAfter = -1;
+    int frames = 2; // frame buffers of a version-1 card
+    // false: the version-2 camera lacks the RGB24 "conversion" or streaming.
+    bool rgb24 = true, streaming = true;
 };
+using V4L2Config = Config;
 
-struct V4L1Stats
+struct Stats
 {
     bool open = false;
-    int opens = 0, closes = 0, munmaps = 0;
+    int closes = 0, mapped = 0, munmaps = 0;
     std::size_t munmapLength = 0;
-    long captures = 0, syncs = 0;
-    int channel = -1, lastWidth = 0, lastHeight = 0;
-    long lastCompleted = -1;
-    std::set<std::thread::id> callers; // threads that queued or synced frames
+    std::map<unsigned long, long> requests; // the requests that succeeded
+    int channel = -1, lastWidth = 0;
+    std::set<std::thread::id> callers; // threads that queued or awaited frames
 };
 
-// Resets the four fake devices and installs the fake into CImageTVGrab.
-void installV4L1(const V4L1Config& config = V4L1Config());
-void uninstallV4L1();
-// The same without installing: for a program that puts the fake in front
-// of the driver library itself (the ABI tests, which cannot reach the
-// plug-in's classes).
-void resetV4L1(const V4L1Config& config = V4L1Config());
+// Reset the four version-1 devices or the one version-2 camera; the test
+// puts the access table in front of the grabbers, or of the driver library
+// itself where it cannot reach the plug-in's classes (the ABI tests).
+void resetV4L1(const Config& config = Config());
+void resetV4L2(const Config& config = Config());
 const TDeviceAccess& v4l1Access();
-V4L1Stats v4l1Stats(int device);
-
-struct V4L2Config
-{
-    int intervalMs = 20;
-    bool rgb24 = true;      // false: the "conversion" is not available
-    bool streaming = true;  // capability to stream
-    int openErrno = 0;
-    long failDequeueAfter = -1; // the dequeue after this many fails with EIO
-};
-
-struct V4L2Stats
-{
-    bool open = false, streaming = false;
-    int opens = 0, closes = 0;
-    int mapped = 0; // buffers mapped now
-    long dequeued = 0;
-};
-
-void installV4L2(const V4L2Config& config = V4L2Config());
-void uninstallV4L2();
-void resetV4L2(const V4L2Config& config = V4L2Config());
 const TDeviceAccess& v4l2Access();
-V4L2Stats v4l2Stats();
-
-// For the grabber tests: frames between two stamped frame numbers (which
-// wrap at 256), and the text of the CException an action throws.
-inline int framesBetween(int first, int second) { return (second - first + 256) % 256; }
-inline std::string exceptionText(const std::function<void()>& action)
-{
-    try {
-        action();
-    } catch (const CException& e) {
-        return e.what();
-    }
-    return "(no exception)";
-}
+Stats v4l1Stats(int device);
+Stats v4l2Stats();
 
 } // namespace fake
 

@@ -9,10 +9,8 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
-#include <random>
+#include <optional>
 #include <string>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -26,29 +24,21 @@ class EnvScope
 public:
     EnvScope(const char* pcName, const char* pcValue) : sName(pcName)
     {
-        const char* pcOld = std::getenv(pcName);
-        bHadValue = pcOld != nullptr;
-        if (bHadValue)
-            sOld = pcOld;
-        if (pcValue)
-            setenv(pcName, pcValue, 1);
-        else
-            unsetenv(pcName);
+        if (const char* pcOld = std::getenv(pcName))
+            old = pcOld;
+        set(pcValue);
     }
-    ~EnvScope()
-    {
-        if (bHadValue)
-            setenv(sName.c_str(), sOld.c_str(), 1);
-        else
-            unsetenv(sName.c_str());
-    }
+    ~EnvScope() { set(old ? old->c_str() : nullptr); }
     EnvScope(const EnvScope&) = delete;
     EnvScope& operator=(const EnvScope&) = delete;
 
 private:
+    void set(const char* pcValue)
+    {
+        pcValue ? setenv(sName.c_str(), pcValue, 1) : unsetenv(sName.c_str());
+    }
     std::string sName;
-    bool bHadValue = false;
-    std::string sOld;
+    std::optional<std::string> old;
 };
 
 // The path for the enclosing scope.
@@ -66,18 +56,10 @@ struct ThreadScope : EnvScope
     }
 };
 
-// Which NaN an operation on two NaN operands returns (sign, payload) is the
-// processor's pick by operand position, and the compiler may swap the
-// operands of a commutative operation; so any NaN matches any NaN.
-template <class T> bool bothNaN(T a, T b)
-{
-    if constexpr (std::is_same<T, float>::value)
-        return std::isnan(a) && std::isnan(b);
-    else
-        return false;
-}
-
-// Same shape, name, infos and bits (-0 and +0 differ; NaN see bothNaN).
+// Same shape, name, infos and bits; -0 and +0 differ. Which NaN an operation
+// on two NaN operands returns (sign, payload) is the processor's pick by
+// operand position, and the compiler may swap the operands of a commutative
+// operation; so any NaN matches any NaN.
 template <class T> void expectSameImage(const CImage<T>& a, const CImage<T>& b)
 {
     ASSERT_EQ(a.width(), b.width());
@@ -89,9 +71,8 @@ template <class T> void expectSameImage(const CImage<T>& a, const CImage<T>& b)
         for (int y = 0; y < a.height(); ++y)
             for (int x = 0; x < a.width(); ++x) {
                 const T va = a.getPixel(x, y, c), vb = b.getPixel(x, y, c);
-                if (bothNaN(va, vb))
-                    continue;
-                if (std::memcmp(&va, &vb, sizeof(T)) != 0) {
+                const bool bBothNaN = va != va && vb != vb;
+                if (!bBothNaN && std::memcmp(&va, &vb, sizeof(T)) != 0) {
                     ADD_FAILURE() << "pixel (" << x << "," << y << "," << c
                                   << "): " << +va << " != " << +vb;
                     return;
@@ -102,20 +83,17 @@ template <class T> void expectSameImage(const CImage<T>& a, const CImage<T>& b)
 
 // The sizes every differential test walks: single pixels, single rows and
 // columns, even and odd.
-inline const std::vector<std::pair<int, int>>& awkwardSizes()
+inline std::vector<std::pair<int, int>> awkwardSizes()
 {
-    static const std::vector<std::pair<int, int>> sizes = {
-        {1, 1}, {2, 2}, {3, 1}, {1, 3}, {6, 2}, {5, 4}, {4, 7}, {17, 9}};
-    return sizes;
+    return {{1, 1}, {2, 2}, {3, 1}, {1, 3}, {6, 2}, {5, 4}, {4, 7}, {17, 9}};
 }
 
 // The sizes of the kernel tests beyond awkwardSizes(): wider than 300 (SIMD
 // lanes and unrolled chunks), and one large enough that every kernel is
 // split into bands at 2 and 3 threads.
-inline const std::vector<std::pair<int, int>>& wideSizes()
+inline std::vector<std::pair<int, int>> wideSizes()
 {
-    static const std::vector<std::pair<int, int>> sizes = {{307, 3}, {307, 433}};
-    return sizes;
+    return {{307, 3}, {307, 433}};
 }
 
 // run() on the reference, then on the fast path at 1, 2 and 3 threads: the

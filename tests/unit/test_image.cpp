@@ -1,7 +1,10 @@
-// CImage: sharing, channel list, bulk data, description, depth conversion.
+// CImage and its channels: sharing, channel list, bulk data, description,
+// depth conversion; CImageChannel's shape, copies and row checks; CException.
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <limits>
+#include <memory>
 #include <new>
 #include <string>
 #include <vector>
@@ -10,6 +13,7 @@
 #include "FileTestUtils.h"
 #include "PixelTypes.h"
 #include "TestImages.h"
+#include "image/CException.h"
 #include "image/ImageBudget.h"
 
 template <class T> class ImageTest : public ::testing::Test
@@ -88,31 +92,16 @@ TYPED_TEST(ImageTest, CopiesNeverShare)
     a.setChannelInfo("info1", 1);
     CImage<TypeParam> shared(1, 1, 1);
     shared = a;
-
-    const CImage<TypeParam> copied(a);
-    EXPECT_FALSE(copied.isAttached());
-    EXPECT_STREQ(copied.getName(), "title");
-    EXPECT_STREQ(copied.getChannelInfo(1), "info1");
-    EXPECT_EQ(copied.getPixel(2, 1, 1), TypeParam(112));
-
-    CImage<TypeParam> deep = a.deepCopy();
-    EXPECT_FALSE(deep.isAttached());
-    EXPECT_EQ(a.getChannelPtr(0)->refs(), 2); // a and shared, not deep
-    EXPECT_STREQ(deep.getName(), "title");
-
-    CImage<TypeParam>* pNew = a.copy(nullptr);
-    EXPECT_EQ(pNew->width(), 3);
-    EXPECT_EQ(pNew->channels(), 2);
-    EXPECT_FALSE(pNew->isAttached());
-    EXPECT_EQ(pNew->getPixel(1, 1, 1), TypeParam(111));
-    delete pNew;
-
+    const CImage<TypeParam> copied(a), deep = a.deepCopy();
+    const std::unique_ptr<CImage<TypeParam>> pNew(a.copy(nullptr));
     CImage<TypeParam> target(9, 9, 5);
     EXPECT_EQ(a.copy(&target), &target);
-    EXPECT_EQ(target.width(), 3);
-    EXPECT_EQ(target.channels(), 2);
-    EXPECT_FALSE(target.isAttached());
-    EXPECT_EQ(target.getPixel(2, 1, 0), TypeParam(12));
+    EXPECT_EQ(a.getChannelPtr(0)->refs(), 2); // a and shared only
+    const std::vector<const CImage<TypeParam>*> copies = {&copied, &deep, pNew.get(), &target};
+    for (const CImage<TypeParam>* p : copies) {
+        EXPECT_FALSE(p->isAttached());
+        expectSameImage(*p, a);
+    }
 }
 
 TYPED_TEST(ImageTest, ChannelListOperationsKeepCounts)
@@ -139,6 +128,16 @@ TYPED_TEST(ImageTest, ChannelListOperationsKeepCounts)
     EXPECT_EQ(one.channels(), 1);
     EXPECT_EQ(one.getChannelPtr(0), a.getChannelPtr(1));
     EXPECT_EQ(a.getChannelPtr(1)->refs(), 3);
+
+    CImage<TypeParam> c = numbered<TypeParam>(2, 2, 2);
+    {
+        CImage<TypeParam> d(1, 1, 1);
+        d = c;
+    }
+    EXPECT_EQ(c.getChannelPtr(1)->refs(), 1);
+    c.removeChannel(0); // count 1: deleted (the sanitizer run checks the free)
+    EXPECT_EQ(c.channels(), 1);
+    EXPECT_EQ(c.getPixel(1, 0, 0), TypeParam(101));
 }
 
 TYPED_TEST(ImageTest, AttachChannelLeavesTheReplacedSharedCountAlone)
@@ -167,21 +166,6 @@ TYPED_TEST(ImageTest, AttachChannelLeavesTheReplacedSharedCountAlone)
     pReplaced->decRefCounter();
     a.getChannelPtr(0)->decRefCounter();
     alone.getChannelPtr(0)->decRefCounter();
-}
-
-TYPED_TEST(ImageTest, RemovingTheLastHolderFreesTheChannel)
-{
-    CImage<TypeParam> a = numbered<TypeParam>(2, 2, 2);
-    {
-        CImage<TypeParam> b(1, 1, 1);
-        b = a;
-        b.removeChannel(0);
-        EXPECT_EQ(a.getChannelPtr(0)->refs(), 1);
-    }
-    EXPECT_EQ(a.getChannelPtr(1)->refs(), 1);
-    a.removeChannel(0); // count 1: deleted (the sanitizer run checks the free)
-    EXPECT_EQ(a.channels(), 1);
-    EXPECT_EQ(a.getPixel(1, 0, 0), TypeParam(101));
 }
 
 TYPED_TEST(ImageTest, CloneAndFillCopyPixels)
@@ -304,22 +288,17 @@ TYPED_TEST(ImageTest, RegionsPadWithZeroAndCopyNames)
     CImage<TypeParam> a = numbered<TypeParam>(3, 3, 1);
     a.setName("src");
     a.setChannelInfo("ci", 0);
-    CImage<TypeParam> region = a.getRegion(-2, -2, 4, 4);
-    EXPECT_STREQ(region.getName(), "src");
-    EXPECT_STREQ(region.getChannelInfo(0), "ci");
-    for (int j = 0; j < 4; ++j)
-        for (int i = 0; i < 4; ++i) {
-            const TypeParam expected = (i >= 2 && j >= 2) ? TypeParam(10 * (j - 2) + (i - 2)) : 0;
-            EXPECT_EQ(region.getPixel(i, j, 0), expected) << i << "," << j;
-        }
-    CImage<TypeParam> outside = a.getRegion(5, 0, 2, 2);
-    EXPECT_EQ(outside.getPixel(1, 1, 0), TypeParam(0));
+    CImage<TypeParam> expected =
+        pixels<TypeParam>(4, 4, 1, {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 10, 11});
+    expected.setName("src");
+    expected.setChannelInfo("ci", 0);
+    expectSameImage(a.getRegion(-2, -2, 4, 4), expected);
+    EXPECT_EQ(a.getRegion(5, 0, 2, 2).getPixel(1, 1, 0), TypeParam(0));
 
     TypeParam raw[4];
     a.getRegion(1, 1, 0, 2, 2, raw);
     EXPECT_EQ(raw[0], TypeParam(11));
     EXPECT_EQ(raw[3], TypeParam(22));
-    EXPECT_DEATH(a.getRegion(0, 2, 0, 2, 2, raw), "Assertion `iRow < iHeight' failed");
 }
 
 TEST(ImageDescribe, TenChannelsListedElevenMarkedAndTheLongestTextsFit)
@@ -380,21 +359,103 @@ TEST(ImageConversion, WrapsTruncatesAndCopiesNamesOnlyTo32Bit)
                     pixels<unsigned char>(2, 1, 1, {0, 0}));
 }
 
-TEST(ImageLayout, DepthSitsAtTheSameOffsetInEveryInstantiation)
+template <class T> class ImageChannelTest : public ::testing::Test
 {
-    CImage<unsigned char> b(1, 1, 1);
-    CImage<unsigned short> s(1, 1, 1);
-    CImage<float> f(1, 1, 1);
-    auto depthAt = [](const void* p, std::size_t offset) {
-        int d;
-        std::memcpy(&d, static_cast<const char*>(p) + offset, sizeof d);
-        return d;
-    };
-    // Find the offset in one instantiation and read it from the others.
-    std::size_t offset = 0;
-    while (depthAt(&f, offset) != 32)
-        offset += sizeof(int);
-    EXPECT_EQ(depthAt(&b, offset), 8);
-    EXPECT_EQ(depthAt(&s, offset), 16);
-    EXPECT_EQ(sizeof(b), sizeof(f));
+};
+TYPED_TEST_SUITE(ImageChannelTest, PixelTypes);
+
+TYPED_TEST(ImageChannelTest, ConstructionZeroFillsAlignsSetsDefaultsAndCutsInfos)
+{
+    for (int w : {1, 3, 7, 33}) {
+        CImageChannel<TypeParam> channel(w, 5);
+        EXPECT_EQ(channel.width(), w);
+        EXPECT_EQ(channel.height(), 5);
+        EXPECT_EQ(channel.depth(), int(sizeof(TypeParam) == 4 ? 32 : 8 * sizeof(TypeParam)));
+        EXPECT_STREQ(channel.getChannelInfo(), "No info");
+        EXPECT_EQ(channel.refs(), 1);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(channel.getDataPtr()) % 32, 0u);
+        for (int y = 0; y < 5; ++y) {
+            EXPECT_EQ(channel.getRowPtr(y), channel.getDataPtr() + y * w);
+            for (int x = 0; x < w; ++x)
+                EXPECT_EQ(channel.getPixel(x, y), TypeParam(0));
+        }
+    }
+    CImageChannel<TypeParam> channel(1, 1);
+    const std::string longInfo(100, 'i');
+    channel.setChannelInfo(longInfo.c_str());
+    EXPECT_EQ(std::string(channel.getChannelInfo()), longInfo.substr(0, 64));
+}
+
+TYPED_TEST(ImageChannelTest, EmptyShapesHaveNoBufferUntilResizedOverflowingOnesThrow)
+{
+    for (auto size : {std::pair<int, int>{0, 4}, {4, 0}, {-3, 2}, {-2, -3}}) {
+        CImageChannel<TypeParam> channel(size.first, size.second);
+        EXPECT_EQ(channel.getDataPtr(), nullptr);
+        EXPECT_EQ(channel.width(), size.first);
+        EXPECT_EQ(channel.height(), size.second);
+        channel.clear(); // nothing to clear, must not touch memory
+        channel.resize(2, 3);
+        ASSERT_NE(channel.getDataPtr(), nullptr);
+        EXPECT_EQ(channel.getPixel(1, 2), TypeParam(0));
+    }
+    EXPECT_THROW(CImageChannel<TypeParam>(65536, 65536), std::bad_alloc);
+    EXPECT_THROW(CImageChannel<TypeParam>(std::numeric_limits<int>::max(), 2), std::bad_alloc);
+}
+
+// A copy is private with count 1. Assignment never copies pixels: it takes
+// shape and info only from a source of another shape, and keeps the count.
+TYPED_TEST(ImageChannelTest, CopiesArePrivateAndAssignmentTakesOnlyAnotherShape)
+{
+    CImageChannel<TypeParam> source(2, 2);
+    source.setPixel(1, 1, TypeParam(7));
+    source.setChannelInfo("red");
+    source.incRefCounter();
+    CImageChannel<TypeParam> copy(source);
+    EXPECT_EQ(copy.refs(), 1);
+    EXPECT_STREQ(copy.getChannelInfo(), "red");
+    EXPECT_EQ(copy.getPixel(1, 1), TypeParam(7));
+    copy.setPixel(0, 0, TypeParam(1));
+    EXPECT_EQ(source.getPixel(0, 0), TypeParam(0));
+
+    CImageChannel<TypeParam> sameShape(2, 2);
+    sameShape.setPixel(0, 1, TypeParam(4));
+    sameShape.setChannelInfo("kept");
+    sameShape = source;
+    EXPECT_EQ(sameShape.getPixel(0, 1), TypeParam(4));
+    EXPECT_EQ(sameShape.getPixel(1, 1), TypeParam(0));
+    EXPECT_STREQ(sameShape.getChannelInfo(), "kept");
+
+    CImageChannel<TypeParam> otherShape(5, 1);
+    otherShape = source;
+    EXPECT_EQ(otherShape.width(), 2);
+    EXPECT_EQ(otherShape.height(), 2);
+    EXPECT_STREQ(otherShape.getChannelInfo(), "red");
+    EXPECT_EQ(otherShape.refs(), 1);
+    EXPECT_EQ(otherShape.getRowPtr(1), otherShape.getDataPtr() + 2);
+    EXPECT_EQ(otherShape.getPixel(1, 1), TypeParam(0));
+}
+
+TEST(ImageChannelDeath, RowAccessOutsideTheChannelAborts)
+{
+    CImageChannel<unsigned char> channel(2, 2);
+    EXPECT_DEATH(channel.getRowPtr(2), "CImageChannel.h:229: .*Assertion `iRow < iHeight' failed");
+    EXPECT_DEATH(channel.getRowPtr(-1), "CImageChannel.h:228: .*Assertion `iRow >= 0' failed");
+    unsigned char row[4] = {1, 2};
+    EXPECT_DEATH(channel.setRowData(row, 5), "Assertion `iRow < iHeight' failed");
+    // A region into a buffer checks no rows.
+    const CImage<unsigned char> image(2, 2, 1);
+    EXPECT_DEATH(image.getRegion(0, 1, 0, 2, 2, row), "Assertion `iRow < iHeight' failed");
+}
+
+TEST(ExceptionTest, FormatsAndCutsAt999Characters)
+{
+    EXPECT_STREQ(CException("value %d of %s", 3, "x").what(), "value 3 of x");
+    EXPECT_STREQ(CException(std::string("plain %d")).what(), "plain %d");
+    const std::string longText(1500, 'e');
+    CException cut("%s", longText.c_str());
+    EXPECT_EQ(std::strlen(cut.what()), 999u);
+    CException copy(cut);
+    EXPECT_EQ(std::string(copy.what()), std::string(cut.what()));
+    const std::exception& base = cut;
+    EXPECT_EQ(std::strlen(base.what()), 999u);
 }

@@ -1,33 +1,27 @@
 // CTransformation: channel selection, the exec() drivers, assertions, layout.
 #include <algorithm>
-#include <cstring>
-#include <string>
-#include <vector>
+#include <tuple>
 
-#include "FastVsReference.h"
 #include "FilterRun.h"
-#include "PixelTypes.h"
-#include "filters/CConvolutionFilter.h"
-#include "filters/CCortLayerFilter.h"
-#include "filters/CHsiRgbFilter.h"
-#include "filters/CTransformation.h"
-#include "filters/CYuv2Rgb.h"
-#include "filters/CsimpleMedian.h"
 
 namespace {
 
-// Adds 1 to every pixel in single-channel mode; records what multi-channel
-// mode is handed. Counts the pre/post calls.
+// Adds 1 to every pixel in single-channel mode, recording what tgt held
+// first at each call; records what multi-channel mode is handed (source and
+// target channel counts, then each source channel's first pixel). Counts the
+// pre/post calls.
 template <class T> class Probe : public CTransformation<T>
 {
 public:
     int iPre = 0, iPost = 0, iSingle = 0;
-    int iMultiChannels = -1, iTargetChannelsAtCall = -1;
     bool bUseBase = false, bOverwrites = false;
-    // What multi-channel mode saw first in each channel, and what tgt held
-    // at each single-channel call.
-    std::vector<T> firstPixels, scratchFirstPixels;
+    std::vector<T> multiSeen, scratchFirstPixels;
 
+    void wire(const CImage<T>& source, CImage<T>& target)
+    {
+        this->setInput(&source);
+        this->setOutput(&target);
+    }
     void preOperation() override { ++iPre; }
     bool overwritesTarget() const override { return bOverwrites; }
     void postOperation() override { ++iPost; }
@@ -46,10 +40,9 @@ public:
     {
         if (bUseBase)
             return CTransformation<T>::multiChannelOperation(src, tgt);
-        iMultiChannels = src.channels();
-        iTargetChannelsAtCall = tgt.channels();
+        multiSeen = {T(src.channels()), T(tgt.channels())};
         for (int c = 0; c < src.channels(); ++c)
-            firstPixels.push_back(src.getPixel(0, 0, c));
+            multiSeen.push_back(src.getPixel(0, 0, c));
     }
     std::vector<long> fieldOffsets() const
     {
@@ -60,22 +53,6 @@ public:
                 at(&this->pTarget), at(&this->iSelected),     at(&this->iDepth)};
     }
 };
-
-template <class T> void expectDepthsAfterTheVirtualTable(const CFilter<T, T>& filter, int iDepth)
-{
-    int aiDepths[2];
-    std::memcpy(aiDepths, reinterpret_cast<const char*>(&filter) + sizeof(void*), sizeof aiDepths);
-    EXPECT_EQ(aiDepths[0], iDepth);
-    EXPECT_EQ(aiDepths[1], iDepth);
-}
-
-std::string maskOf(const CTransformation<float>& t, int n)
-{
-    std::string s;
-    for (int i = 0; i < n; ++i)
-        s += t.isSelected(i) ? 'X' : '#';
-    return s;
-}
 
 std::string lengthRefusal(int iSet, int iRequired)
 {
@@ -126,41 +103,31 @@ TEST(TransformationSelection, StringsAndMessages)
         Probe<float> t;
         t.setInput(&image);
         EXPECT_EQ(stdoutOf([&] { EXPECT_EQ(t.selectChannel(s.pcCommand), s.iResult); }), s.sOutput);
-        EXPECT_EQ(maskOf(t, s.iChannels), s.sMask);
+        std::string sMask;
+        for (int i = 0; i < s.iChannels; ++i)
+            sMask += t.isSelected(i) ? 'X' : '#';
+        EXPECT_EQ(sMask, s.sMask);
         EXPECT_EQ(t.selected(), std::count(s.sMask.begin(), s.sMask.end(), 'X'));
     }
 }
 
-// A probe wired to a source and to a one-pixel target.
-template <class T> class TransformationTyped : public ::testing::Test
-{
-protected:
-    Probe<T> t;
-    CImage<T> target{1, 1, 1};
-
-    void wire(const CImage<T>& source)
-    {
-        t.setInput(&source);
-        t.setOutput(&target);
-    }
-};
+template <class T> using TransformationTyped = ::testing::Test;
 TYPED_TEST_SUITE(TransformationTyped, PixelTypes);
 
 TYPED_TEST(TransformationTyped, MaskOperations)
 {
     using T = TypeParam;
-    CImage<T> image(2, 2, 4);
-    Probe<T>& t = this->t;
+    CImage<T> image(2, 2, 4), target(1, 1, 1);
+    Probe<T> t;
     EXPECT_EQ(t.depth(), tirn::PixelTraits<T>::depth);
     t.setInput(&image);
     EXPECT_EQ(t.selected(), 4);
-    t.selectChannel(1, false);
-    t.selectChannel(1, false); // already false: no change to the count
-    t.selectChannel(2, true);  // already true
-    EXPECT_EQ(t.selected(), 3);
-    t.selectChannel(1, true);
-    t.selectChannel(3, false);
-    EXPECT_EQ(t.selected(), 3);
+    // Setting a channel to what it already is leaves the count alone.
+    for (auto [iChannel, bOn, iCount] :
+         {std::tuple{1, false, 3}, {1, false, 3}, {2, true, 3}, {1, true, 4}, {3, false, 3}}) {
+        t.selectChannel(iChannel, bOn);
+        EXPECT_EQ(t.selected(), iCount) << iChannel << bOn;
+    }
 
     bool caller[4] = {false, true, false, true};
     t.setMask(caller); // copies the object's selection into the caller's array
@@ -176,7 +143,7 @@ TYPED_TEST(TransformationTyped, MaskOperations)
     EXPECT_TRUE(t.isSelected(0));
 
     CImage<T> source(2, 2, 2);
-    this->wire(source);
+    t.wire(source, target);
     t.selectChannel(0, false);
     source.resize(2, 2, 4); // the mask follows: new channels are selected
     EXPECT_EQ(t.selectChannel("#XXX"), 1);
@@ -200,13 +167,13 @@ TYPED_TEST(TransformationTyped, MaskOperations)
     EXPECT_EQ(t.selected(), 0);
 }
 
-TYPED_TEST(TransformationTyped, SingleChannelDriver)
+TYPED_TEST(TransformationTyped, SingleAndMultiChannelDriversAndNothingSelected)
 {
     using T = TypeParam;
     const CImage<T> source = numbered<T>(3, 2, 3, 10, 1, 0);
-    Probe<T>& t = this->t;
-    CImage<T>& target = this->target;
-    this->wire(source);
+    CImage<T> target(1, 1, 1);
+    Probe<T> t;
+    t.wire(source, target);
     ASSERT_EQ(t.selectChannel("X#X"), 1);
     t.exec();
     EXPECT_EQ(t.iPre, 1);
@@ -222,12 +189,46 @@ TYPED_TEST(TransformationTyped, SingleChannelDriver)
 
     // In place: the source is its own target.
     CImage<T> inPlace = numbered<T>(2, 2, 2, 10, 1, 0);
-    t.setInput(&inPlace);
-    t.setOutput(&inPlace);
+    t.wire(inPlace, inPlace);
     t.selectChannel(0, false);
     t.exec();
     EXPECT_EQ(inPlace.getPixel(1, 1, 0), T(2));
     EXPECT_EQ(inPlace.getPixel(1, 1, 1), T(13));
+
+    const CImage<T> four = numbered<T>(3, 2, 4, 10, 1, 0);
+    CImage<T> multiTarget(1, 1, 1);
+    Probe<T> multi;
+    multi.wire(four, multiTarget);
+    // Nothing selected: neither mode runs, the target is left alone.
+    stdoutOf([&] { EXPECT_EQ(multi.selectChannel("X!"), 0); });
+    EXPECT_EQ(multi.selected(), 0);
+    multi.exec();
+    multi.setMutliChannelOp(true);
+    multi.exec();
+    EXPECT_EQ(multi.iPre + multi.iPost, 0);
+    expectSameImage(multiTarget, CImage<T>(1, 1, 1));
+
+    ASSERT_EQ(multi.selectChannel("#X#X"), 1);
+    multi.exec();
+    EXPECT_EQ(multi.multiSeen, (std::vector<T>{T(2), T(1), T(10), T(30)}));
+    EXPECT_EQ(multiTarget.width(), 3);
+    EXPECT_EQ(multiTarget.height(), 2);
+    EXPECT_EQ(four.channels(), 4);
+    EXPECT_EQ(multi.iPre + multi.iPost, 2);
+
+    // The base class's modes only report; the target is still resized.
+    const CImage<T> one(2, 1, 1);
+    Probe<T> base;
+    base.bUseBase = true;
+    base.wire(one, multiTarget);
+    EXPECT_EQ(stdoutOf([&] {
+                  base.exec();
+                  base.setMutliChannelOp(true);
+                  base.exec();
+              }),
+              "No implementation for single-channel mode.\n"
+              "No implementation for multi-channel mode.\n");
+    EXPECT_EQ(multiTarget.width(), 2);
 }
 
 // An operation that overwrites its target gets the previous result's
@@ -241,8 +242,7 @@ TYPED_TEST(TransformationTyped, ScratchReusesOnlyAnUnsharedResult)
         CImage<T> target(1, 1, 1);
         Probe<T> t;
         t.bOverwrites = bOverwrites;
-        t.setInput(&source);
-        t.setOutput(&target);
+        t.wire(source, target);
         t.exec();
         const CImageChannel<T>* pFirst = target.getChannelPtr(1);
         t.exec();
@@ -263,47 +263,6 @@ TYPED_TEST(TransformationTyped, ScratchReusesOnlyAnUnsharedResult)
     }
 }
 
-TYPED_TEST(TransformationTyped, MultiChannelDriverAndNothingSelected)
-{
-    using T = TypeParam;
-    const CImage<T> source = numbered<T>(3, 2, 4, 10, 1, 0);
-    Probe<T>& t = this->t;
-    this->wire(source);
-    // Nothing selected: neither mode runs, the target is left alone.
-    stdoutOf([&] { EXPECT_EQ(t.selectChannel("X!"), 0); });
-    EXPECT_EQ(t.selected(), 0);
-    t.exec();
-    t.setMutliChannelOp(true);
-    t.exec();
-    EXPECT_EQ(t.iPre + t.iPost, 0);
-    expectSameImage(this->target, CImage<T>(1, 1, 1));
-
-    ASSERT_EQ(t.selectChannel("#X#X"), 1);
-    t.exec();
-    EXPECT_EQ(t.iMultiChannels, 2);
-    EXPECT_EQ(t.iTargetChannelsAtCall, 1);
-    EXPECT_EQ(t.firstPixels, (std::vector<T>{T(10), T(30)}));
-    EXPECT_EQ(this->target.width(), 3);
-    EXPECT_EQ(this->target.height(), 2);
-    EXPECT_EQ(source.channels(), 4);
-    EXPECT_EQ(t.iPre + t.iPost, 2);
-}
-
-TYPED_TEST(TransformationTyped, BaseModesOnlyReport)
-{
-    const CImage<TypeParam> source(2, 1, 1);
-    this->t.bUseBase = true;
-    this->wire(source);
-    EXPECT_EQ(stdoutOf([&] {
-                  this->t.exec();
-                  this->t.setMutliChannelOp(true);
-                  this->t.exec();
-              }),
-              "No implementation for single-channel mode.\n"
-              "No implementation for multi-channel mode.\n");
-    EXPECT_EQ(this->target.width(), 2);
-}
-
 // The binding reads every instantiation through the unsigned char one, and a
 // two-image filter's depths straight from the object: the two ints right
 // after the virtual table.
@@ -312,31 +271,35 @@ TYPED_TEST(TransformationTyped, LayoutTheBindingReads)
     using T = TypeParam;
     EXPECT_EQ(sizeof(CTransformation<T>), sizeof(CTransformation<unsigned char>));
     EXPECT_EQ(Probe<T>().fieldOffsets(), Probe<unsigned char>().fieldOffsets());
-    const int iDepth = tirn::PixelTraits<T>::depth;
-    expectDepthsAfterTheVirtualTable<T>(CYuv2Rgb<T>(true), iDepth);
-    expectDepthsAfterTheVirtualTable<T>(CHsiRgbFilter<T>(0), iDepth);
-    expectDepthsAfterTheVirtualTable<T>(CCortLayerFilter<T>(), iDepth);
-    expectDepthsAfterTheVirtualTable<T>(CsimpleMedian<T>(1), iDepth);
+    const auto depths = [](const CFilter<T, T>& filter) {
+        std::vector<int> v(2);
+        std::memcpy(v.data(), reinterpret_cast<const char*>(&filter) + sizeof(void*),
+                    2 * sizeof(int));
+        return v;
+    };
+    const std::vector<int> own(2, tirn::PixelTraits<T>::depth);
+    EXPECT_EQ(depths(CYuv2Rgb<T>(true)), own);
+    EXPECT_EQ(depths(CHsiRgbFilter<T>(0)), own);
+    EXPECT_EQ(depths(CCortLayerFilter<T>()), own);
+    EXPECT_EQ(depths(CsimpleMedian<T>(1)), own);
     // The convolution filter starts at 32 whatever T is.
-    expectDepthsAfterTheVirtualTable<T>(CConvolutionFilter<T>(3, 0.0f, 0.0f, 1.0f, 0), 32);
+    EXPECT_EQ(depths(CConvolutionFilter<T>(3, 0.0f, 0.0f, 1.0f, 0)), std::vector<int>(2, 32));
 }
 
 TEST(TransformationDeathTest, AssertionsQuoteTheirCondition)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     CImage<float> image(1, 1, 2);
-    {
-        Probe<float> t;
-        EXPECT_DEATH(t.setInput(nullptr), "CTransformation.cpp:.*Assertion `pSrc!=__null' failed");
-        EXPECT_DEATH(t.setOutput(nullptr), "Assertion `pTgt!=__null' failed");
-        EXPECT_DEATH(t.selectChannel(0, true), "Assertion `pSource!=__null' failed");
-        EXPECT_DEATH(t.selectChannel("X"), "Assertion `pSource!=__null' failed");
-        EXPECT_DEATH(t.resetMask(), "Assertion `pbMask!=__null' failed");
-        bool flags[2];
-        EXPECT_DEATH(t.setMask(flags), "Assertion `pSource!=__null' failed");
-        EXPECT_DEATH(t.setMask(nullptr), "Assertion `pbMask!=__null' failed");
-        EXPECT_DEATH(t.exec(), "Assertion `pSource!=__null' failed");
-    }
+    Probe<float> bare;
+    EXPECT_DEATH(bare.setInput(nullptr), "CTransformation.cpp:.*Assertion `pSrc!=__null' failed");
+    EXPECT_DEATH(bare.setOutput(nullptr), "Assertion `pTgt!=__null' failed");
+    EXPECT_DEATH(bare.selectChannel(0, true), "Assertion `pSource!=__null' failed");
+    EXPECT_DEATH(bare.selectChannel("X"), "Assertion `pSource!=__null' failed");
+    EXPECT_DEATH(bare.resetMask(), "Assertion `pbMask!=__null' failed");
+    bool flags[2];
+    EXPECT_DEATH(bare.setMask(flags), "Assertion `pSource!=__null' failed");
+    EXPECT_DEATH(bare.setMask(nullptr), "Assertion `pbMask!=__null' failed");
+    EXPECT_DEATH(bare.exec(), "Assertion `pSource!=__null' failed");
     Probe<float> t;
     t.setInput(&image);
     EXPECT_DEATH(t.selectChannel(2, true), "Assertion `iChannel < pSource->channels\\(\\)' failed");

@@ -1,38 +1,26 @@
-// Files read and written through GraphicsMagick: the listings, the layouts
-// chosen by TImageType, round trips and the failures.
+// Files read and written through GraphicsMagick (the listings, the layouts
+// chosen by TImageType, round trips, failures) and TIFF files read through
+// libtiff (pages as channels, descriptions as channel infos, the refusals).
 #include <cmath>
 #include <csignal>
-#include <cstring>
 #include <list>
 #include <random>
-#include <string>
 #include <tuple>
 
 #include <Magick++.h>
 #include <hwy/targets.h>
+#include <tiffio.h>
 
 #include "FastVsReference.h"
 #include "FileTestUtils.h"
 #include "PixelTypes.h"
 #include "TestImages.h"
-#include "fileio/CImageFileIO.h"
 #include "fileio/MagickPixels.h"
 #include "fileio/MagickSession.h"
 
 using namespace testfiles;
 
 namespace {
-
-// No grey pixel, and colours far enough apart that a palette keeps them.
-template <class T> CImage<T> colourful(int w, int h, int c)
-{
-    CImage<T> image(w, h, c);
-    for (int ch = 0; ch < c; ++ch)
-        for (int y = 0; y < h; ++y)
-            for (int x = 0; x < w; ++x)
-                image.setPixel(x, y, ch, T((37 * x + 91 * y + 53 * ch + 11 * x * y) % 256));
-    return image;
-}
 
 std::string listing(const std::string& sPath, int w, int h, const char* pcType, int nColours)
 {
@@ -44,13 +32,65 @@ std::string listing(const std::string& sPath, int w, int h, const char* pcType, 
 const std::string kPngHeader = "Format: png\nWriting other\nSelected format: Portable Network "
                                "Graphics (PNG)\nReadable = true\nWritable = true\n";
 
-template <class T> class MagickRoundTrip : public FileTest
-{
-};
+template <class> using MagickRoundTrip = FileTest;
 TYPED_TEST_SUITE(MagickRoundTrip, PixelTypes);
 using MagickWriting = FileTest;
 using MagickFailures = FileTest;
 using MagickReading = FileTest;
+using MagickPixels = FileTest;
+template <class> using TiffReading = FileTest;
+TYPED_TEST_SUITE(TiffReading, PixelTypes);
+using TiffReadingRefusals = FileTest;
+
+// A picture of 16-bit components, `map` as GraphicsMagick's import names
+// them; `valueAt(i)` gives component i.
+template <class F> Magick::Image shortPicture(int w, int h, const char* pcMap, F valueAt)
+{
+    std::vector<unsigned short> data(std::size_t(w) * h * std::strlen(pcMap));
+    for (std::size_t i = 0; i < data.size(); ++i)
+        data[i] = static_cast<unsigned short>(valueAt(i));
+    return Magick::Image(unsigned(w), unsigned(h), pcMap, Magick::ShortPixel, data.data());
+}
+
+struct Page
+{
+    int iWidth;
+    int iHeight;
+    const char* pcDescription; // nullptr: no description tag
+    int nBits = 8;
+    int nSamples = 1;
+    int iCompression = COMPRESSION_NONE;
+    int nRowsPerStrip = 2; // several strips, the last one short for odd heights
+};
+
+void writeTiff(const std::string& sPath, const std::vector<Page>& pages)
+{
+    TIFF* pTiff = TIFFOpen(sPath.c_str(), "w");
+    ASSERT_NE(pTiff, nullptr);
+    for (std::size_t d = 0; d < pages.size(); ++d) {
+        const Page& page = pages[d];
+        TIFFSetField(pTiff, TIFFTAG_IMAGEWIDTH, page.iWidth);
+        TIFFSetField(pTiff, TIFFTAG_IMAGELENGTH, page.iHeight);
+        TIFFSetField(pTiff, TIFFTAG_BITSPERSAMPLE, page.nBits);
+        TIFFSetField(pTiff, TIFFTAG_SAMPLESPERPIXEL, page.nSamples);
+        TIFFSetField(pTiff, TIFFTAG_PHOTOMETRIC,
+                     page.nSamples == 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK);
+        TIFFSetField(pTiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+        TIFFSetField(pTiff, TIFFTAG_COMPRESSION, page.iCompression);
+        TIFFSetField(pTiff, TIFFTAG_ROWSPERSTRIP, page.nRowsPerStrip);
+        if (page.pcDescription)
+            TIFFSetField(pTiff, TIFFTAG_IMAGEDESCRIPTION, page.pcDescription);
+        const int nRowBytes = page.iWidth * page.nSamples * page.nBits / 8;
+        std::vector<unsigned char> row(static_cast<std::size_t>(nRowBytes));
+        for (int r = 0; r < page.iHeight; ++r) {
+            for (int i = 0; i < nRowBytes; ++i) // distinct in every page, row and column
+                row[std::size_t(i)] = static_cast<unsigned char>(50 * d + 10 * r + i + 1);
+            ASSERT_EQ(TIFFWriteScanline(pTiff, row.data(), uint32_t(r), 0), 1);
+        }
+        ASSERT_EQ(TIFFWriteDirectory(pTiff), 1);
+    }
+    TIFFClose(pTiff);
+}
 
 } // namespace
 
@@ -71,8 +111,8 @@ TEST(MagickSession, LeavesTheHostsSignalHandlersAlone)
 TYPED_TEST(MagickRoundTrip, GreyPngAndRgbPpmComeBackUnchangedWithTheirListings)
 {
     using T = TypeParam;
-    const std::string sGrey = this->dir.file("grey.png"), sRgb = this->dir.file("colour.ppm");
-    const CImage<T> grey = colourful<T>(7, 5, 1), rgb = colourful<T>(6, 4, 3);
+    const std::string sGrey = this->file("grey.png"), sRgb = this->file("colour.ppm");
+    const CImage<T> grey = numbered<T>(7, 5, 1), rgb = numbered<T>(6, 4, 3);
     CImage<T> image = grey;
     Outcome run = save(image, sGrey);
     EXPECT_EQ(run.said(), "1: " + kPngHeader);
@@ -86,16 +126,16 @@ TYPED_TEST(MagickRoundTrip, GreyPngAndRgbPpmComeBackUnchangedWithTheirListings)
     ASSERT_EQ(run.iResult, 1) << run.sOut;
     EXPECT_EQ(run.sErr, ""); // the debug lines belong to grey pictures only
     EXPECT_EQ(load(image, sGrey).said(),
-              "1: Format: png\n" + listing(sGrey, 7, 5, " Type  : Grayscale", 34));
+              "1: Format: png\n" + listing(sGrey, 7, 5, " Type  : Grayscale", 35));
     expectSameImage(image, grey);
     EXPECT_EQ(load(image, sRgb).said(),
-              "1: Format: ppm\n" + listing(sRgb, 6, 4, " Type  : Truecolor", 23));
+              "1: Format: ppm\n" + listing(sRgb, 6, 4, " Type  : Truecolor", 24));
     expectSameImage(image, rgb);
 }
 
 TEST_F(MagickWriting, DeepValuesAreScaledFromMinimumAndMaximum)
 {
-    const std::string sPath = dir.file("deep.pgm");
+    const std::string sPath = file("deep.pgm");
     CImage<unsigned short> image =
         pixels<unsigned short>(3, 2, 1, {1000, 1255, 1510, 2020, 1100, 1000 + 2 * 255});
     const Outcome run = save(image, sPath);
@@ -104,88 +144,73 @@ TEST_F(MagickWriting, DeepValuesAreScaledFromMinimumAndMaximum)
     // (v - 1000) * 255 / 1020, quantised to 8 bits by rounding.
     expectSameImage(loaded<unsigned char>(sPath),
                     pixels<unsigned char>(3, 2, 1, {0, 64, 128, 255, 25, 128}));
-    // Float data within 0..255 is written as it is, fractions rounded.
-    CImage<float> fine = pixels<float>(2, 1, 1, {100.4f, 254.6f});
-    ASSERT_EQ(save(fine, sPath).iResult, 1);
-    expectSameImage(loaded<unsigned char>(sPath), pixels<unsigned char>(2, 1, 1, {100, 255}));
-    // Big enough for the writer's lookup table of all 16-bit values: every
-    // pixel still as the formula gives it, rows turned upside down twice.
+    // Big enough for the writer's lookup table of all 16-bit values: the
+    // same file as float data gives, whose values are scaled one by one.
     CImage<unsigned short> big = numbered<unsigned short>(131, 127, 1, 0, 70, 1000);
+    CImage<float> bigFloat = numbered<float>(131, 127, 1, 0, 70, 1000);
     ASSERT_EQ(save(big, sPath).iResult, 1);
-    const CImage<unsigned char> bigLoaded = loaded<unsigned char>(sPath);
-    for (int y = 0; y < 127; ++y)
-        for (int x = 0; x < 131; ++x)
-            ASSERT_EQ(bigLoaded.getPixel(x, y, 0),
-                      std::rint((big.getPixel(x, y, 0) - 1000) * 255.0 / 8950 / 255.0 * 255.0))
-                << x << " " << y;
+    ASSERT_EQ(save(bigFloat, file("float.pgm")).iResult, 1);
+    EXPECT_EQ(readBytes(sPath), readBytes(file("float.pgm")));
 }
 
-TEST_F(MagickWriting, RgbStackWritesAFramePerThreeChannels)
+TEST_F(MagickWriting, LayoutsDecideWhichFilesAndFramesAreWritten)
 {
     // GIF holds at most 256 colours per frame: 20 pixels are few enough.
-    CImage<unsigned char> six = colourful<unsigned char>(5, 4, 6);
-    ASSERT_EQ(save(six, dir.file("six.gif"), FORMAT_DEFAULT, IMAGE_RGB_STACK).iResult, 1);
+    CImage<unsigned char> six = randomTestImage<unsigned char>(5, 4, 6, 1);
+    ASSERT_EQ(save(six, file("six.gif"), FORMAT_DEFAULT, IMAGE_RGB_STACK).iResult, 1);
     CImage<unsigned char> image(1, 1, 1);
-    Outcome run = load(image, dir.file("six.gif"));
+    Outcome run = load(image, file("six.gif"));
     ASSERT_EQ(run.iResult, 1) << run.sOut;
     EXPECT_NE(run.sOut.find(" Images: 2\n Type  : Index color\n"), std::string::npos) << run.sOut;
     expectSameImage(image, six);
     // The channel count test passes four (the fourth channel gets no frame)
     // and fails five.
-    CImage<unsigned char> four = colourful<unsigned char>(4, 3, 4);
-    run = save(four, dir.file("four.miff"), FORMAT_DEFAULT, IMAGE_RGB_STACK);
+    CImage<unsigned char> four = numbered<unsigned char>(4, 3, 4, 40);
+    run = save(four, file("four.miff"), FORMAT_DEFAULT, IMAGE_RGB_STACK);
     ASSERT_EQ(run.iResult, 1) << run.sOut;
     EXPECT_EQ(run.sOut.substr(run.sOut.size() - 15), " Writing file.\n") << run.sOut;
     four.removeChannel(3);
-    expectSameImage(loaded<unsigned char>(dir.file("four.miff")), four);
-    CImage<unsigned char> five = colourful<unsigned char>(4, 3, 5);
-    run = save(five, dir.file("five.miff"), FORMAT_DEFAULT, IMAGE_RGB_STACK);
+    expectSameImage(loaded<unsigned char>(file("four.miff")), four);
+    CImage<unsigned char> five = numbered<unsigned char>(4, 3, 5, 40);
+    run = save(five, file("five.miff"), FORMAT_DEFAULT, IMAGE_RGB_STACK);
     EXPECT_EQ(run.iResult, 0);
     EXPECT_EQ(run.sOut.substr(run.sOut.find("Writable")),
               "Writable = true\nImage must have n*3 channels!\n");
-    EXPECT_FALSE(fileExists(dir.file("five.miff")));
-}
-
-TEST_F(MagickWriting, ChannelStackFramesCarryInfosAndDivideBy254)
-{
-    const std::string sPath = dir.file("stack.tif");
-    CImage<unsigned char> image =
+    EXPECT_FALSE(std::filesystem::exists(file("five.miff")));
+    // A frame per channel, infos as comments, divided by 254.
+    CImage<unsigned char> stack =
         pixels<unsigned char>(4, 2, 3, {0, 100, 254, 255, 0, 0,   0,   0,   0, 100, 254, 255,
                                         1, 1,   1,   1,   0, 100, 254, 255, 2, 2,   2,   2});
-    image.setChannelInfo("red light", 0);
-    image.setChannelInfo("", 1);
-    const Outcome run = save(image, sPath, FORMAT_DEFAULT, IMAGE_CHANNEL_STACK);
+    stack.setChannelInfo("red light", 0);
+    stack.setChannelInfo("", 1);
+    run = save(stack, file("stack.tif"), FORMAT_DEFAULT, IMAGE_CHANNEL_STACK);
     ASSERT_EQ(run.iResult, 1) << run.sOut;
     EXPECT_EQ(run.sOut.substr(run.sOut.find("Writable")),
               "Writable = true\nBuilding image stack. Object 0\nBuilding image stack. Object 1\n"
               "Building image stack. Object 2\n Writing file.\n");
     // Grey 8-bit pages: libtiff reads them back, comments as descriptions;
     // v * 255 / 254 rounded, 255 clamped to white.
-    CImage<unsigned char> expected =
-        pixels<unsigned char>(4, 2, 3, {0, 100, 255, 255, 0, 0,   0,   0,   0, 100, 255, 255,
-                                        1, 1,   1,   1,   0, 100, 255, 255, 2, 2,   2,   2});
-    expected.setChannelInfo("red light", 0);
-    expectSameImage(loaded<unsigned char>(sPath, FORMAT_TIFF), expected);
-}
-
-// A single picture takes one or three channels; other counts give one grey
-// file per channel, and an unknown layout (7) only what one picture holds.
-TEST_F(MagickWriting, LayoutsDecideWhichFilesAreWritten)
-{
-    CImage<unsigned char> five = colourful<unsigned char>(5, 3, 5);
-    EXPECT_EQ(save(five, dir.file("five.png")).said(), "1: " + kPngHeader);
-    EXPECT_FALSE(fileExists(dir.file("five.png")));
+    CImage<unsigned char> expected(stack);
+    expected.setChannelInfo("No info", 1); // an empty info is no description
+    for (int c = 0; c < 3; ++c)
+        expected.setPixel(2, 0, c, 255);
+    expectSameImage(loaded<unsigned char>(file("stack.tif"), FORMAT_TIFF), expected);
+    // A single picture takes one or three channels; other counts give one
+    // grey file per channel, and an unknown layout (7) only what one picture
+    // holds.
+    EXPECT_EQ(save(five, file("five.png")).said(), "1: " + kPngHeader);
+    EXPECT_FALSE(std::filesystem::exists(file("five.png")));
     for (int c = 0; c < 5; ++c)
-        expectSameImage(loaded<unsigned char>(dir.file("five_C" + std::to_string(c) + ".png")),
+        expectSameImage(loaded<unsigned char>(file("five_C" + std::to_string(c) + ".png")),
                         five.extractChannel(c));
-    EXPECT_FALSE(fileExists(dir.file("five_C5.png")));
+    EXPECT_FALSE(std::filesystem::exists(file("five_C5.png")));
     for (int nChannels : {1, 2, 3}) { // three channels only with type 0
-        CImage<unsigned char> image = colourful<unsigned char>(3, 3, nChannels);
-        const std::string sName = dir.file(std::to_string(nChannels));
-        EXPECT_EQ(save(image, sName + ".png", FORMAT_DEFAULT, TImageType(7)).said(),
+        CImage<unsigned char> picture = numbered<unsigned char>(3, 3, nChannels);
+        const std::string sName = file(std::to_string(nChannels));
+        EXPECT_EQ(save(picture, sName + ".png", FORMAT_DEFAULT, TImageType(7)).said(),
                   "1: " + kPngHeader);
-        EXPECT_EQ(fileExists(sName + ".png"), nChannels == 1);
-        EXPECT_FALSE(fileExists(sName + "_C0.png"));
+        EXPECT_EQ(std::filesystem::exists(sName + ".png"), nChannels == 1);
+        EXPECT_FALSE(std::filesystem::exists(sName + "_C0.png"));
     }
 }
 
@@ -210,9 +235,10 @@ TEST_F(MagickFailures, UnreadableFilesLeaveTheImageAloneUnwritableOnesAreNotWrit
          "PNG chunk of 134217740 bytes: more than TIRNVISION_MAX_IMAGE_BYTES\n"},
     };
     ScopedImageBudget budget(64 << 20);
-    const CImage<unsigned char> sentinel = pixels<unsigned char>(2, 2, 1, {0, 0, 0, 9});
+    // One set pixel, for the loads that must leave the image alone.
+    const CImage<unsigned char> sentinel = pixels<unsigned char>(2, 2, 1, {0, 0, 0, 7});
     for (const auto& c : cases) {
-        const std::string sPath = dir.file(c.pcName);
+        const std::string sPath = file(c.pcName);
         if (!c.file.empty())
             writeBytes(sPath, c.file);
         CImage<unsigned char> image = sentinel;
@@ -232,10 +258,10 @@ TEST_F(MagickFailures, UnreadableFilesLeaveTheImageAloneUnwritableOnesAreNotWrit
               "Format: nosuchcoder\nWriting other\n Cannot create MagickImage\n"},
              {"absent/x.png", 3, kPngHeader + " Cannot write to file\n"},
              {"empty.png", 0, kPngHeader + " Cannot create MagickImage\n"}}) {
-        CImage<unsigned char> image = colourful<unsigned char>(iWidth, 2, 1);
-        const Outcome run = save(image, dir.file(pcName));
+        CImage<unsigned char> image = numbered<unsigned char>(iWidth, 2, 1);
+        const Outcome run = save(image, file(pcName));
         EXPECT_EQ(run.said().rfind("0: " + sStart, 0), 0u) << run.sOut;
-        EXPECT_FALSE(fileExists(dir.file(pcName)));
+        EXPECT_FALSE(std::filesystem::exists(file(pcName)));
     }
 }
 
@@ -243,37 +269,31 @@ TEST_F(MagickReading, UnconvertedTypesTheAskMagickExtensionAndFramesOfAnotherSiz
 {
     tirn::ensureMagickInitialised();
     // A colour picture with opacity is not converted.
-    const std::string sAlpha = dir.file("alpha.png");
     const float afPixels[8] = {1, 0, 0, 0.5f, 0, 1, 0, 1};
-    Magick::Image(2, 1, "RGBA", Magick::FloatPixel, afPixels).write(sAlpha);
+    Magick::Image(2, 1, "RGBA", Magick::FloatPixel, afPixels).write(file("alpha.png"));
     CImage<unsigned char> image(1, 1, 1);
-    Outcome run = load(image, sAlpha);
+    Outcome run = load(image, file("alpha.png"));
     EXPECT_EQ(run.iResult, 1);
-    EXPECT_EQ(run.sOut.substr(run.sOut.find(" Label : \n")),
-              " Label : \nCImageFileIO: Unknown type 7\n");
-    EXPECT_NE(run.sOut.find(" Type  : Truecolor with opacity\n"), std::string::npos);
+    EXPECT_EQ(run.sOut.substr(run.sOut.find(" Type")), " Type  : Truecolor with opacity\n"
+                                                       " Colors: 2\n Label : \n"
+                                                       "CImageFileIO: Unknown type 7\n");
     expectSameImage(image, CImage<unsigned char>(1, 1, 1));
     // "name.[*]" reads "name." and lets GraphicsMagick find the format.
-    CImage<unsigned char> grey = colourful<unsigned char>(4, 4, 1);
-    ASSERT_EQ(save(grey, dir.file("g.png")).iResult, 1);
-    writeBytes(dir.file("g."), readBytes(dir.file("g.png")));
-    run = load(image, dir.file("g.[*]"));
-    ASSERT_EQ(run.iResult, 1) << run.sOut;
-    EXPECT_EQ(run.sOut.rfind("Format: [*]\n Image: " + dir.file("g.") + " found.\n", 0), 0u)
-        << run.sOut;
+    CImage<unsigned char> grey = numbered<unsigned char>(4, 4, 1);
+    ASSERT_EQ(save(grey, file("g.png")).iResult, 1);
+    writeBytes(file("g."), readBytes(file("g.png")));
+    const std::string sSaid = load(image, file("g.[*]")).said();
+    EXPECT_EQ(sSaid.rfind("1: Format: [*]\n Image: " + file("g.") + " found.\n", 0), 0u) << sSaid;
     expectSameImage(image, grey);
     // Frames of another size than the first are left out.
-    const std::string sPath = dir.file("sizes.miff");
-    {
-        const unsigned char big[12] = {200, 10, 20, 30, 40, 50, 60, 70, 80, 90, 100, 110};
-        const unsigned char small[9] = {1, 2, 3, 4, 5, 6, 7, 8, 9};
-        const unsigned char same[12] = {9, 8, 7, 6, 5, 4, 3, 2, 1, 250, 240, 230};
-        std::list<Magick::Image> frames;
-        frames.emplace_back(2, 2, "RGB", Magick::CharPixel, big);
-        frames.emplace_back(3, 1, "RGB", Magick::CharPixel, small);
-        frames.emplace_back(2, 2, "RGB", Magick::CharPixel, same);
-        Magick::writeImages(frames.begin(), frames.end(), sPath);
-    }
+    const std::string sPath = file("sizes.miff");
+    std::list<Magick::Image> frames;
+    for (const auto& [w, h, values] : std::vector<std::tuple<int, int, Bytes>>{
+             {2, 2, {200, 10, 20, 30, 40, 50, 60, 70, 80, 90, 100, 110}},
+             {3, 1, {1, 2, 3, 4, 5, 6, 7, 8, 9}},
+             {2, 2, {9, 8, 7, 6, 5, 4, 3, 2, 1, 250, 240, 230}}})
+        frames.emplace_back(w, h, "RGB", Magick::CharPixel, values.data());
+    Magick::writeImages(frames.begin(), frames.end(), sPath);
     CImage<unsigned short> image16(1, 1, 1);
     run = load(image16, sPath);
     ASSERT_EQ(run.iResult, 1) << run.sOut;
@@ -286,26 +306,12 @@ TEST_F(MagickReading, UnconvertedTypesTheAskMagickExtensionAndFramesOfAnotherSiz
                                                               2,  240, 8,   5,  1,  230, 7,  4}));
 }
 
-namespace {
-
-// A picture of 16-bit components, `map` as GraphicsMagick's import names
-// them; `valueAt(i)` gives component i.
-template <class F> Magick::Image shortPicture(int w, int h, const char* pcMap, F valueAt)
-{
-    std::vector<unsigned short> data(std::size_t(w) * h * std::strlen(pcMap));
-    for (std::size_t i = 0; i < data.size(); ++i)
-        data[i] = static_cast<unsigned short>(valueAt(i));
-    return Magick::Image(unsigned(w), unsigned(h), pcMap, Magick::ShortPixel, data.data());
-}
-
-} // namespace
-
 // Every quantum scales as the float export and rintf give it. The row loop
 // that the reader runs gives those bytes on every SIMD target, from a start
 // that leaves a scalar tail behind the vectors; it calls a row exact when
 // every red, green and blue quantum is an 8-bit value's: one other quantum
 // anywhere (a vector's lane or the tail) makes it inexact, opacity never.
-TEST(MagickPixels, RowsScaleLikeTheFloatExportAndKnowWhenTheyAreExact)
+TEST_F(MagickPixels, RowsAndColourCountsAgreeWithGraphicsMagick)
 {
     ASSERT_TRUE(tirn::ensureMagickInitialised());
     constexpr unsigned nQuanta = unsigned(MaxRGB) + 1;
@@ -316,10 +322,8 @@ TEST(MagickPixels, RowsScaleLikeTheFloatExportAndKnowWhenTheyAreExact)
     Magick::Image(ramp).write(0, 0, nQuanta, 1, "RGB", Magick::FloatPixel, afExported.data());
     const Magick::PixelPacket* p = tirn::pixelRow(ramp, 0);
     const tirn::QuantumToByte toByte;
-    for (unsigned q = 0; q < nQuanta; ++q) {
-        ASSERT_EQ(p[q].red, q);
+    for (unsigned q = 0; q < nQuanta; ++q)
         ASSERT_EQ(float(toByte(Magick::Quantum(q))), std::rint(255.0f * afExported[3 * q])) << q;
-    }
     std::vector<unsigned char> bytes(3 * std::size_t(nQuanta));
     constexpr int nWidth = 37;
     const auto exact = [&](const Magick::Image& row) {
@@ -335,10 +339,9 @@ TEST(MagickPixels, RowsScaleLikeTheFloatExportAndKnowWhenTheyAreExact)
             const std::size_t n = nQuanta - uStart;
             unsigned char* pRed = bytes.data();
             EXPECT_FALSE(tirn::rowToBytes(p + uStart, n, pRed, pRed + n, pRed + 2 * n));
-            std::vector<unsigned char> want(3 * n);
+            std::vector<unsigned char> want(bytes.size(), 0);
             for (std::size_t i = 0; i < n; ++i)
                 want[i] = want[n + i] = want[2 * n + i] = toByte(Magick::Quantum(uStart + i));
-            want.resize(bytes.size(), 0);
             ASSERT_EQ(bytes, want) << "from " << uStart;
         }
         EXPECT_TRUE(exact(shortPicture(nWidth, 1, "RGBA", [&](std::size_t i) {
@@ -350,12 +353,7 @@ TEST(MagickPixels, RowsScaleLikeTheFloatExportAndKnowWhenTheyAreExact)
             }))) << iOdd;
     }
     hwy::SetSupportedTargetsForTest(0);
-}
-
-TEST(MagickPixels, ColourCountEqualsGraphicsMagicksOwn)
-{
-    ASSERT_TRUE(tirn::ensureMagickInitialised());
-    TempDir dir;
+    // Colours count as GraphicsMagick counts them.
     std::mt19937 rng(7);
     auto noise = [&rng](unsigned nMask, unsigned nMul) {
         return [&rng, nMask, nMul](std::size_t) { return (rng() & nMask) * nMul; };
@@ -378,8 +376,8 @@ TEST(MagickPixels, ColourCountEqualsGraphicsMagicksOwn)
     pictures.emplace_back("16-bit with opacity", shortPicture(50, 21, "RGBA", noise(63, 1)));
     pictures.emplace_back("CMYK", shortPicture(20, 20, "CMYK", noise(3, 257)));
     const auto reread = [&](Magick::Image picture, const std::string& sName) {
-        picture.write(dir.file(sName));
-        return Magick::Image(dir.file(sName));
+        picture.write(file(sName));
+        return Magick::Image(file(sName));
     };
     // A palette picture as a PNG holds it: read back, indexed.
     Magick::Image palette = shortPicture(45, 30, "RGB", noise(1, 65535));
@@ -389,4 +387,72 @@ TEST(MagickPixels, ColourCountEqualsGraphicsMagicksOwn)
                           reread(shortPicture(99, 37, "RGB", noise(255, 257)), "noise.jpg"));
     for (auto& [pcName, picture] : pictures)
         EXPECT_EQ(tirn::countColours(picture), picture.totalColors()) << pcName;
+}
+
+TYPED_TEST(TiffReading, PagesBecomeChannelsTurnedUpsideDown)
+{
+    using T = TypeParam;
+    const std::string sPath = this->file("pages.tif");
+    writeTiff(sPath, {{4, 3, "first page"}, {4, 3, nullptr}, {4, 3, std::string(80, 'L').c_str()}});
+    CImage<T> image(1, 1, 1);
+    EXPECT_EQ(load(image, sPath, FORMAT_TIFF).said(), "1: "); // this reader prints nothing
+    // What the reader makes of writeTiff's pages: the first row stored last.
+    CImage<T> expected = numbered<T>(4, 3, 3, 50, -10, 21);
+    expected.setChannelInfo("first page", 0);
+    expected.setChannelInfo(std::string(64, 'L').c_str(), 2);
+    expectSameImage(image, expected);
+    writeTiff(sPath, {{5, 7, nullptr, 8, 1, COMPRESSION_ADOBE_DEFLATE, 3}});
+    expectSameImage(loaded<T>(sPath, FORMAT_TIFF), numbered<T>(5, 7, 1, 50, -10, 61));
+    writeTiff(sPath, {{5, 1, nullptr}});
+    expectSameImage(loaded<T>(sPath, FORMAT_TIFF), numbered<T>(5, 1, 1, 50, -10, 1));
+}
+
+TEST_F(TiffReadingRefusals, RefusedFilesLeaveTheImageAloneUnlessReadByExtension)
+{
+    // Regression: once GraphicsMagick is initialised its process-wide
+    // libtiff handlers abort on diagnostics from reads outside it.
+    tirn::ensureMagickInitialised();
+    const std::string sPath = file("refused.tif");
+    const CImage<unsigned short> sentinel = pixels<unsigned short>(2, 2, 1, {0, 0, 0, 7});
+    const std::string sGreyOnly = " samples per pixel; only 8-bit grey TIFFs are read this way\n";
+    const struct
+    {
+        std::vector<Page> pages;
+        std::string sMessage; // after "CImageFileIO: <path>, page "
+        bool bSpoiled = false;
+    } cases[] = {
+        {{{4, 3, nullptr, 8}, {4, 3, "deep", 16}}, "1: 16 bits and 1" + sGreyOnly},
+        {{{4, 3, nullptr, 8, 3}}, "0: 8 bits and 3" + sGreyOnly},
+        {{{4, 3, nullptr}, {5, 3, nullptr}, {6, 2, nullptr}}, "0: 4 x 3 differs from 6 x 2\n"},
+        {{{64, 64, "cut", 8, 1, COMPRESSION_ADOBE_DEFLATE, 64}},
+         "0: the image data cannot be decoded\n",
+         true},
+    };
+    for (const auto& c : cases) {
+        writeTiff(sPath, c.pages);
+        if (c.bSpoiled) { // strips spoiled behind an intact directory (libtiff puts it last)
+            Bytes b = readBytes(sPath);
+            std::fill(b.begin() + 8, b.begin() + 24, 0xA5);
+            writeBytes(sPath, b);
+        }
+        CImage<unsigned short> image = sentinel;
+        EXPECT_EQ(load(image, sPath, FORMAT_TIFF).said(),
+                  "0: CImageFileIO: " + sPath + ", page " + c.sMessage);
+        expectSameImage(image, sentinel);
+    }
+    // Files that cannot be opened fail without a message of ours.
+    writeBytes(sPath, {'I', 'I', 42, 0, 0xff, 0xff, 0xff, 0x7f, 1, 2, 3});
+    for (const std::string& sFile : {file("none.tif"), sPath}) {
+        CImage<unsigned short> image = sentinel;
+        EXPECT_EQ(load(image, sFile, FORMAT_TIFF).said(), "0: ");
+        expectSameImage(image, sentinel);
+    }
+    // FORMAT_TIFF is the only way into this reader: by extension a .tif goes
+    // to GraphicsMagick, which also reads what libtiff is refused here.
+    writeTiff(sPath, {{3, 2, nullptr, 16}});
+    CImage<unsigned short> image(1, 1, 1);
+    const std::string sSaid = load(image, sPath).said();
+    EXPECT_EQ(sSaid.rfind("1: Format: tif\n Image: " + sPath + " found.\n", 0), 0u) << sSaid;
+    EXPECT_EQ(image.width(), 3);
+    EXPECT_EQ(image.height(), 2);
 }
