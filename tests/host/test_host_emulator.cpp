@@ -340,10 +340,10 @@ TEST(HostPins, TypeTexts)
         {"<tirnvision.CImage>", PinKind::Image, -1, "tirnvision.CImage"},
     };
     for (const Case& c : cases) {
-        const PinSpec spec = pinSpecOf(c.text);
-        EXPECT_EQ(spec.kind, c.kind) << c.text;
-        EXPECT_EQ(spec.fixedLength, c.length) << c.text;
-        EXPECT_EQ(spec.typeName, c.type) << c.text;
+        const PinSpec pin = pinSpecOf(c.text);
+        EXPECT_EQ(pin.kind, c.kind) << c.text;
+        EXPECT_EQ(pin.fixedLength, c.length) << c.text;
+        EXPECT_EQ(pin.typeName, c.type) << c.text;
     }
     for (const char* pc : {"", "f", "x3", "f-1", "s3", "<>", "F", "c1234567890"})
         EXPECT_EQ(refusal([&] { pinSpecOf(pc); }),

@@ -15,6 +15,7 @@
 
 #include <gtest/gtest.h>
 
+#include "FastVsReference.h"
 #include "fileio/CImageFileIO.h"
 
 namespace testfiles {
@@ -59,14 +60,13 @@ void put(Bytes& b, V v, bool bBigEndian = false, std::size_t offset = ~std::size
         b[offset + i] = ac[bBigEndian ? sizeof v - 1 - i : i];
 }
 
-// TIRNVISION_MAX_IMAGE_BYTES for the lifetime of the scope.
-struct ScopedImageBudget
+// The memory budget for images, for the enclosing scope.
+struct ScopedImageBudget : EnvScope
 {
     explicit ScopedImageBudget(unsigned long long nBytes)
+        : EnvScope("TIRNVISION_MAX_IMAGE_BYTES", std::to_string(nBytes).c_str())
     {
-        setenv("TIRNVISION_MAX_IMAGE_BYTES", std::to_string(nBytes).c_str(), 1);
     }
-    ~ScopedImageBudget() { unsetenv("TIRNVISION_MAX_IMAGE_BYTES"); }
 };
 
 // A private scratch directory, removed with everything in it.
